@@ -1,0 +1,21 @@
+// lorn: fast access to catalogues, flat tables kept as delimited text (TXT or
+// the scrambled SDC twin) with a sidecar (SDX) of column types, row offsets
+// and one on-disk index per wanted column.
+//
+// The one header a host includes. It brings every public declaration.
+#ifndef LORN_LORN_H_
+#define LORN_LORN_H_
+
+#include "frame/lorn_defs.h"
+#include "frame/monitor.h"
+#include "frame/settings.h"
+#include "frame/sort_arrays.h"
+#include "platform/carchive.h"
+#include "platform/cfile.h"
+#include "platform/collections.h"
+#include "platform/cstring.h"
+#include "platform/exceptions.h"
+#include "platform/types.h"
+#include "table/cat_std.h"
+
+#endif  // LORN_LORN_H_

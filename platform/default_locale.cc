@@ -1,0 +1,3 @@
+#include "platform/default_locale.h"
+
+const char* GetHostDefaultLocale() { return ""; }
