@@ -16,6 +16,9 @@
 #include "platform/cstring.h"
 #include "platform/exceptions.h"
 #include "platform/types.h"
+#include "query/query_std.h"
+#include "query/result_std.h"
+#include "query/set_std.h"
 #include "table/cat_std.h"
 
 #endif  // LORN_LORN_H_

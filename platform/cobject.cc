@@ -59,7 +59,9 @@ AFX_CLASSINIT::AFX_CLASSINIT(CRuntimeClass* pNewClass) {
   arClasses.push_back(pNewClass);
 }
 
-CRuntimeClass* CObject::GetRuntimeClass() const { return &CObject::classCObject; }
+CRuntimeClass* CObject::GetRuntimeClass() const {
+  return &CObject::classCObject;
+}
 
 CObject::~CObject() = default;
 

@@ -13,6 +13,9 @@
 //   SERIAL    record, CreateObject() and a schema number; the archive stores
 //             the class by name and schema and creates it again on loading
 //
+// The DECLARE_ macros open a public section and declare GetRuntimeClass()
+// with override, so the class's other overrides must say override as well.
+//
 // Records are plain constant data; they never change after initialisation
 // and are never freed. A class defined in a static library is registered only
 // if its object file is linked in.
@@ -31,9 +34,9 @@ class CObject;
 struct LORN_API CRuntimeClass {
   const char* m_lpszClassName;
   int m_nObjectSize;
-  UINT m_wSchema;                     // 0xFFFF: not serialisable
-  CObject* (*m_pfnCreateObject)();    // null: not creatable
-  CRuntimeClass* m_pBaseClass;        // null only for CObject
+  UINT m_wSchema;                   // 0xFFFF: not serialisable
+  CObject* (*m_pfnCreateObject)();  // null: not creatable
+  CRuntimeClass* m_pBaseClass;      // null only for CObject
 
   // A new object of the class made with its default constructor, owned by
   // the caller; null when the class is not creatable.
@@ -78,9 +81,9 @@ class LORN_API CObject {
 
 #define RUNTIME_CLASS(class_name) (&class_name::class##class_name)
 
-#define DECLARE_DYNAMIC(class_name)             \
- public:                                        \
-  static CRuntimeClass class##class_name;       \
+#define DECLARE_DYNAMIC(class_name)       \
+ public:                                  \
+  static CRuntimeClass class##class_name; \
   CRuntimeClass* GetRuntimeClass() const override;
 
 #define DECLARE_DYNCREATE(class_name) \
@@ -89,24 +92,29 @@ class LORN_API CObject {
 
 #define DECLARE_SERIAL(class_name) DECLARE_DYNCREATE(class_name)
 
-#define LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, wSchema, pfnNew)         \
-  CRuntimeClass class_name::class##class_name = {#class_name,                             \
-                                                 static_cast<int>(sizeof(class_name)),    \
-                                                 static_cast<UINT>(wSchema), pfnNew,      \
-                                                 RUNTIME_CLASS(base_class_name)};         \
-  CRuntimeClass* class_name::GetRuntimeClass() const { return RUNTIME_CLASS(class_name); } \
+#define LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, wSchema, pfnNew)            \
+  CRuntimeClass class_name::class##class_name = {                                            \
+      #class_name, static_cast<int>(sizeof(class_name)), static_cast<UINT>(wSchema), pfnNew, \
+      RUNTIME_CLASS(base_class_name)};                                                       \
+  CRuntimeClass* class_name::GetRuntimeClass() const {                                       \
+    return RUNTIME_CLASS(class_name);                                                        \
+  }                                                                                          \
   static const AFX_CLASSINIT s_classInit##class_name(RUNTIME_CLASS(class_name));
 
 #define IMPLEMENT_DYNAMIC(class_name, base_class_name) \
   LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, LORN_NOT_SERIAL_SCHEMA, nullptr)
 
-#define IMPLEMENT_DYNCREATE(class_name, base_class_name)                                 \
-  CObject* class_name::CreateObject() { return new class_name; }                         \
-  LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, LORN_NOT_SERIAL_SCHEMA,       \
+#define IMPLEMENT_DYNCREATE(class_name, base_class_name)                           \
+  CObject* class_name::CreateObject() {                                            \
+    return new class_name;                                                         \
+  }                                                                                \
+  LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, LORN_NOT_SERIAL_SCHEMA, \
                               class_name::CreateObject)
 
-#define IMPLEMENT_SERIAL(class_name, base_class_name, wSchema)   \
-  CObject* class_name::CreateObject() { return new class_name; } \
+#define IMPLEMENT_SERIAL(class_name, base_class_name, wSchema) \
+  CObject* class_name::CreateObject() {                        \
+    return new class_name;                                     \
+  }                                                            \
   LORN_IMPLEMENT_RUNTIMECLASS(class_name, base_class_name, wSchema, class_name::CreateObject)
 
 #endif  // LORN_PLATFORM_COBJECT_H_

@@ -94,7 +94,9 @@ CString::CString(const char* psz) {
   }
 }
 
-CString::CString(const char* pch, int nLength) { SetString(pch, nLength); }
+CString::CString(const char* pch, int nLength) {
+  SetString(pch, nLength);
+}
 
 CString::CString(char ch, int nRepeat) {
   if (nRepeat > 0) {
@@ -216,7 +218,9 @@ CString CString::Right(int nCount) const {
   return CString(m_str.data() + (GetLength() - nCount), nCount);
 }
 
-CString CString::Mid(int nFirst) const { return Mid(nFirst, GetLength()); }
+CString CString::Mid(int nFirst) const {
+  return Mid(nFirst, GetLength());
+}
 
 CString CString::Mid(int nFirst, int nCount) const {
   nFirst = std::clamp(nFirst, 0, GetLength());
@@ -291,7 +295,9 @@ CString& CString::TrimRight() {
   return *this;
 }
 
-CString& CString::Trim() { return TrimRight().TrimLeft(); }
+CString& CString::Trim() {
+  return TrimRight().TrimLeft();
+}
 
 CString& CString::TrimLeft(char chTarget) {
   size_t i = 0;
@@ -315,7 +321,9 @@ CString& CString::TrimRight(char chTarget) {
   return *this;
 }
 
-CString& CString::Trim(char chTarget) { return TrimRight(chTarget).TrimLeft(chTarget); }
+CString& CString::Trim(char chTarget) {
+  return TrimRight(chTarget).TrimLeft(chTarget);
+}
 
 int CString::Replace(char chOld, char chNew) {
   if (chOld == chNew) {

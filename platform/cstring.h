@@ -142,27 +142,57 @@ inline bool operator==(const CString& str1, const CString& str2) {
   return std::string_view(str1.GetString(), static_cast<size_t>(str1.GetLength())) ==
          std::string_view(str2.GetString(), static_cast<size_t>(str2.GetLength()));
 }
-inline bool operator==(const CString& str, const char* psz) { return str.Compare(psz) == 0; }
-inline bool operator==(const char* psz, const CString& str) { return str.Compare(psz) == 0; }
-inline bool operator!=(const CString& str1, const CString& str2) { return !(str1 == str2); }
-inline bool operator!=(const CString& str, const char* psz) { return str.Compare(psz) != 0; }
-inline bool operator!=(const char* psz, const CString& str) { return str.Compare(psz) != 0; }
-inline bool operator<(const CString& str1, const CString& str2) { return str1.Compare(str2) < 0; }
-inline bool operator<(const CString& str, const char* psz) { return str.Compare(psz) < 0; }
-inline bool operator<(const char* psz, const CString& str) { return str.Compare(psz) > 0; }
-inline bool operator>(const CString& str1, const CString& str2) { return str1.Compare(str2) > 0; }
-inline bool operator>(const CString& str, const char* psz) { return str.Compare(psz) > 0; }
-inline bool operator>(const char* psz, const CString& str) { return str.Compare(psz) < 0; }
+inline bool operator==(const CString& str, const char* psz) {
+  return str.Compare(psz) == 0;
+}
+inline bool operator==(const char* psz, const CString& str) {
+  return str.Compare(psz) == 0;
+}
+inline bool operator!=(const CString& str1, const CString& str2) {
+  return !(str1 == str2);
+}
+inline bool operator!=(const CString& str, const char* psz) {
+  return str.Compare(psz) != 0;
+}
+inline bool operator!=(const char* psz, const CString& str) {
+  return str.Compare(psz) != 0;
+}
+inline bool operator<(const CString& str1, const CString& str2) {
+  return str1.Compare(str2) < 0;
+}
+inline bool operator<(const CString& str, const char* psz) {
+  return str.Compare(psz) < 0;
+}
+inline bool operator<(const char* psz, const CString& str) {
+  return str.Compare(psz) > 0;
+}
+inline bool operator>(const CString& str1, const CString& str2) {
+  return str1.Compare(str2) > 0;
+}
+inline bool operator>(const CString& str, const char* psz) {
+  return str.Compare(psz) > 0;
+}
+inline bool operator>(const char* psz, const CString& str) {
+  return str.Compare(psz) < 0;
+}
 inline bool operator<=(const CString& str1, const CString& str2) {
   return str1.Compare(str2) <= 0;
 }
-inline bool operator<=(const CString& str, const char* psz) { return str.Compare(psz) <= 0; }
-inline bool operator<=(const char* psz, const CString& str) { return str.Compare(psz) >= 0; }
+inline bool operator<=(const CString& str, const char* psz) {
+  return str.Compare(psz) <= 0;
+}
+inline bool operator<=(const char* psz, const CString& str) {
+  return str.Compare(psz) >= 0;
+}
 inline bool operator>=(const CString& str1, const CString& str2) {
   return str1.Compare(str2) >= 0;
 }
-inline bool operator>=(const CString& str, const char* psz) { return str.Compare(psz) >= 0; }
-inline bool operator>=(const char* psz, const CString& str) { return str.Compare(psz) <= 0; }
+inline bool operator>=(const CString& str, const char* psz) {
+  return str.Compare(psz) >= 0;
+}
+inline bool operator>=(const char* psz, const CString& str) {
+  return str.Compare(psz) <= 0;
+}
 
 // Hashes the bytes, so that equal strings hash alike.
 template <>

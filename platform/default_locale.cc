@@ -1,3 +1,5 @@
 #include "platform/default_locale.h"
 
-const char* GetHostDefaultLocale() { return ""; }
+const char* GetHostDefaultLocale() {
+  return "";
+}

@@ -6,15 +6,15 @@
 namespace {
 
 const char* const s_apszFileCauses[] = {
-    "none",           "genericException", "fileNotFound",     "badPath",
-    "tooManyOpenFiles", "accessDenied",   "invalidFile",      "removeCurrentDir",
-    "directoryFull",  "badSeek",          "hardIO",           "sharingViolation",
-    "lockViolation",  "diskFull",         "endOfFile",        "cellTooLong",
+    "none",         "genericException", "fileNotFound",     "badPath",       "tooManyOpenFiles",
+    "accessDenied", "invalidFile",      "removeCurrentDir", "directoryFull", "badSeek",
+    "hardIO",       "sharingViolation", "lockViolation",    "diskFull",      "endOfFile",
+    "cellTooLong",
 };
 
 const char* const s_apszArchiveCauses[] = {
-    "none",    "genericException", "readOnly", "endOfFile",
-    "writeOnly", "badIndex",       "badClass", "badSchema",
+    "none",      "genericException", "readOnly", "endOfFile",
+    "writeOnly", "badIndex",         "badClass", "badSchema",
 };
 
 template <size_t N>
@@ -55,7 +55,9 @@ BOOL CException::GetErrorMessage(char* pszError, UINT nMaxError, UINT* pnHelpCon
   return TRUE;
 }
 
-std::string CException::Describe() const { return "exception"; }
+std::string CException::Describe() const {
+  return "exception";
+}
 
 CFileException::CFileException(int cause, LONG lOsError, const char* pszFileName)
     : m_cause(cause), m_lOsError(lOsError), m_strFileName(pszFileName) {}
@@ -141,7 +143,9 @@ std::string CArchiveException::Describe() const {
 
 CInvalidArgException::~CInvalidArgException() = default;
 
-std::string CInvalidArgException::Describe() const { return "invalid argument or index"; }
+std::string CInvalidArgException::Describe() const {
+  return "invalid argument or index";
+}
 
 void AfxThrowFileException(int cause, LONG lOsError, const char* pszFileName) {
   throw CFileException(cause, lOsError, pszFileName);
@@ -151,4 +155,6 @@ void AfxThrowArchiveException(int cause, const char* pszName) {
   throw CArchiveException(cause, pszName);
 }
 
-void AfxThrowInvalidArgException() { throw CInvalidArgException(); }
+void AfxThrowInvalidArgException() {
+  throw CInvalidArgException();
+}

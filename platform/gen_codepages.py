@@ -138,7 +138,7 @@ def generate():
         out.append(format_array("unsigned char", "s_abUpper%d" % page, upper, 16, 2))
         out.append(format_array("unsigned char", "s_abLower%d" % page, lower, 16, 2))
         if not double_byte:
-            out.append(format_array("char16_t", "s_awcToUnicode%d" % page, to_unicode(page), 8, 4))
+            out.append(format_array("char16_t", "s_awcToUnicode%d" % page, to_unicode(page), 12, 4))
         entries.append("    {%d, %s, s_abUpper%d, s_abLower%d, %s}," % (
             page, "s_abLead%d" % page if double_byte else "nullptr", page, page,
             "nullptr" if double_byte else "s_awcToUnicode%d" % page))

@@ -6,5 +6,7 @@
 #define LORN_PLATFORM_LORN_EXPORT_H_
 
 #define LORN_API __attribute__((visibility("default")))
+// Members of an exported class that stay inside the library.
+#define LORN_INTERNAL __attribute__((visibility("hidden")))
 
 #endif  // LORN_PLATFORM_LORN_EXPORT_H_

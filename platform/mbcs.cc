@@ -4,10 +4,9 @@
 
 namespace {
 
-// The system's ANSI code page, which -3 stands for.
-constexpr int kAnsiCodePage = 1252;
-constexpr int kCodePageAnsi = -3;
-constexpr int kCodePageLocale = -4;
+constexpr int kAnsiCodePage = 1252;  // the system's ANSI code page on this platform
+constexpr int kMbcpAnsi = -3;        // `_setmbcp`: the ANSI code page
+constexpr int kMbcpLocale = -4;      // `_setmbcp`: the page of the character-type locale
 
 int s_nMbCodePage = kAnsiCodePage;
 const CCodePageTable* s_pMbTable = nullptr;  // tables of s_nMbCodePage, found on first use
@@ -19,7 +18,9 @@ const CCodePageTable& MbTable() {
   return *s_pMbTable;
 }
 
-unsigned char Byte(const char* p) { return static_cast<unsigned char>(*p); }
+unsigned char Byte(const char* p) {
+  return static_cast<unsigned char>(*p);
+}
 
 bool IsLead(const CCodePageTable& table, unsigned char c) {
   return table.m_pbyLead != nullptr && table.m_pbyLead[c] != 0;
@@ -132,16 +133,24 @@ char* FoldCtype(char* p, bool bUpper) {
 
 // Where the text at `p` has its terminating NUL, given that `p` is its end
 // (the NUL itself or a lead byte before it).
-const char* TerminatorOf(const char* p) { return *p == '\0' ? p : p + 1; }
+const char* TerminatorOf(const char* p) {
+  return *p == '\0' ? p : p + 1;
+}
 
 const char16_t kReplacement = u'?';
 
-bool IsHighSurrogate(char16_t wc) { return wc >= 0xD800 && wc <= 0xDBFF; }
-bool IsLowSurrogate(char16_t wc) { return wc >= 0xDC00 && wc <= 0xDFFF; }
+bool IsHighSurrogate(char16_t wc) {
+  return wc >= 0xD800 && wc <= 0xDBFF;
+}
+bool IsLowSurrogate(char16_t wc) {
+  return wc >= 0xDC00 && wc <= 0xDFFF;
+}
 
 }  // namespace
 
-int _ismbblead(unsigned int c) { return IsLead(MbTable(), static_cast<unsigned char>(c)) ? 1 : 0; }
+int _ismbblead(unsigned int c) {
+  return IsLead(MbTable(), static_cast<unsigned char>(c)) ? 1 : 0;
+}
 
 const char* _mbsinc(const char* p) {
   if (IsLead(MbTable(), Byte(p)) && p[1] != '\0') {
@@ -150,7 +159,9 @@ const char* _mbsinc(const char* p) {
   return p + 1;
 }
 
-char* _mbsinc(char* p) { return const_cast<char*>(_mbsinc(static_cast<const char*>(p))); }
+char* _mbsinc(char* p) {
+  return const_cast<char*>(_mbsinc(static_cast<const char*>(p)));
+}
 
 const char* _mbsdec(const char* start, const char* p) {
   if (p <= start) {
@@ -259,15 +270,25 @@ char* _mbsstr(char* p, const char* pszSub) {
   return const_cast<char*>(_mbsstr(static_cast<const char*>(p), pszSub));
 }
 
-int _mbscmp(const char* a, const char* b) { return CompareMb(a, b, static_cast<size_t>(-1), false); }
+int _mbscmp(const char* a, const char* b) {
+  return CompareMb(a, b, static_cast<size_t>(-1), false);
+}
 
-int _mbsicmp(const char* a, const char* b) { return CompareMb(a, b, static_cast<size_t>(-1), true); }
+int _mbsicmp(const char* a, const char* b) {
+  return CompareMb(a, b, static_cast<size_t>(-1), true);
+}
 
-int _mbsncmp(const char* a, const char* b, size_t nChars) { return CompareMb(a, b, nChars, false); }
+int _mbsncmp(const char* a, const char* b, size_t nChars) {
+  return CompareMb(a, b, nChars, false);
+}
 
-char* _mbsupr(char* p) { return FoldMb(p, MbTable().m_pbyUpper); }
+char* _mbsupr(char* p) {
+  return FoldMb(p, MbTable().m_pbyUpper);
+}
 
-char* _mbslwr(char* p) { return FoldMb(p, MbTable().m_pbyLower); }
+char* _mbslwr(char* p) {
+  return FoldMb(p, MbTable().m_pbyLower);
+}
 
 char* _mbsnbcpy(char* dst, const char* src, size_t n) {
   const CCodePageTable& table = MbTable();
@@ -295,9 +316,13 @@ int _tolower_ctype(int c) {
   return FoldCtypeByte(CtypeTable(), false, static_cast<unsigned char>(c));
 }
 
-char* _strupr(char* p) { return FoldCtype(p, true); }
+char* _strupr(char* p) {
+  return FoldCtype(p, true);
+}
 
-char* _strlwr(char* p) { return FoldCtype(p, false); }
+char* _strlwr(char* p) {
+  return FoldCtype(p, false);
+}
 
 int _stricmp(const char* a, const char* b) {
   const CCodePageTable* pTable = CtypeTable();
@@ -313,12 +338,14 @@ int _stricmp(const char* a, const char* b) {
   }
 }
 
-int _getmbcp() { return s_nMbCodePage; }
+int _getmbcp() {
+  return s_nMbCodePage;
+}
 
 int _setmbcp(int nCodePage) {
-  if (nCodePage == kCodePageAnsi) {
+  if (nCodePage == kMbcpAnsi) {
     nCodePage = kAnsiCodePage;
-  } else if (nCodePage == kCodePageLocale) {
+  } else if (nCodePage == kMbcpLocale) {
     nCodePage = GetCtypeCodePage();
   }
   const CCodePageTable* pTable = FindCodePageTable(nCodePage);

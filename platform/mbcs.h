@@ -113,10 +113,10 @@ std::string WideToMultiByte(const char16_t* p, size_t n);
 // The generated tables of one code page (platform/codepage_tables.cc).
 struct CCodePageTable {
   int m_nCodePage;
-  const unsigned char* m_pbyLead;         // 256 flags; null for a single-byte page
-  const unsigned char* m_pbyUpper;        // 256 bytes
-  const unsigned char* m_pbyLower;        // 256 bytes
-  const char16_t* m_pwcToUnicode;         // 256 units, 0xFFFD undefined; null if double-byte
+  const unsigned char* m_pbyLead;   // 256 flags; null for a single-byte page
+  const unsigned char* m_pbyUpper;  // 256 bytes
+  const unsigned char* m_pbyLower;  // 256 bytes
+  const char16_t* m_pwcToUnicode;   // 256 units, 0xFFFD undefined; null if double-byte
 };
 
 // The tables of `nCodePage`, or null for an unknown page.

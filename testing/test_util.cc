@@ -1,5 +1,6 @@
 #include "testing/test_util.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,0 +1,254 @@
+#include "cells/cell_grammar.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "platform/cstring.h"
+#include "platform/mbcs.h"
+
+namespace {
+
+// Offsets inside a cell are 15-bit quantities: a separator that starts
+// further in counts as absent. Offsets are kept in ptrdiff_t, so a longer
+// cell never wraps one into a small or negative number.
+constexpr ptrdiff_t kMaxSepOffset = 0x7FFF;
+
+// Steps through a text one character at a time under the multi-byte code
+// page in force. The lead-byte table is looked up once per call of the
+// splitter, not once per byte.
+class CCharStepper {
+ public:
+  CCharStepper() {
+    const CCodePageTable* pTable = FindCodePageTable(_getmbcp());
+    m_pbyLead = pTable != nullptr ? pTable->m_pbyLead : nullptr;
+  }
+
+  // Size in bytes of the character at p, which is not the terminator. A lead
+  // byte right before the terminator stands alone.
+  size_t Size(const char* p) const {
+    if (m_pbyLead != nullptr && m_pbyLead[static_cast<unsigned char>(*p)] != 0 && p[1] != '\0') {
+      return 2;
+    }
+    return 1;
+  }
+
+ private:
+  const unsigned char* m_pbyLead;
+};
+
+void Assign(CStringArray& arValues, INT_PTR nIndex, const char* pBegin, const char* pEnd) {
+  arValues.ElementAt(nIndex).SetString(pBegin, static_cast<int>(pEnd - pBegin));
+}
+
+// The range form of a cell that opens with a bracket. FALSE, with nothing
+// written, when the range separator is absent.
+bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cClose,
+                const char* pszRangeSep, CStringArray& arValues, BYTE& nFlags) {
+  if (pszRangeSep == nullptr || *pszRangeSep == '\0') {
+    return false;
+  }
+  const size_t nSepLen = strlen(pszRangeSep);
+
+  // One walk up to the separator: the first brackets before it (P1, P2).
+  ptrdiff_t nP1 = -1;
+  ptrdiff_t nP2 = -1;
+  ptrdiff_t nS = -1;
+  for (const char* p = pCell; *p != '\0';) {
+    const ptrdiff_t nOff = p - pCell;
+    if (nOff > kMaxSepOffset) {
+      return false;
+    }
+    if (*p == *pszRangeSep && strncmp(p, pszRangeSep, nSepLen) == 0) {
+      nS = nOff;
+      break;
+    }
+    const size_t nSize = step.Size(p);
+    if (nSize == 1) {
+      if (*p == cOpen && nP1 < 0) {
+        nP1 = nOff;
+      }
+      if (*p == cClose && nP2 < 0) {
+        nP2 = nOff;
+      }
+    }
+    p += nSize;
+  }
+  if (nS < 0) {
+    return false;
+  }
+
+  // Behind the separator: the first opening bracket (Q1) and the first
+  // closing bracket before it (Q2); one that follows Q1 decides nothing.
+  const ptrdiff_t nHighBegin = nS + static_cast<ptrdiff_t>(nSepLen);
+  ptrdiff_t nQ1 = -1;
+  ptrdiff_t nQ2 = -1;
+  const char* p = pCell + nHighBegin;
+  while (*p != '\0') {
+    const size_t nSize = step.Size(p);
+    if (nSize == 1) {
+      if (*p == cOpen) {
+        nQ1 = p - pCell;
+        break;
+      }
+      if (*p == cClose && nQ2 < 0) {
+        nQ2 = p - pCell;
+      }
+    }
+    p += nSize;
+  }
+
+  BYTE nRange = 0;
+  ptrdiff_t nLowBegin = 0;
+  ptrdiff_t nHighEnd = 0;
+  if (nP1 >= 0) {
+    nRange |= RANGE_LOW_CLOSED;
+    nLowBegin = nP1 + 1;
+  }
+  if (nQ1 >= 0) {
+    nRange |= RANGE_HIGH_OPEN;
+    nHighEnd = nQ1;
+  }
+  if (nQ2 >= 0 && ((nRange & RANGE_HIGH_OPEN) == 0 || nQ2 < nQ1)) {
+    nRange |= RANGE_HIGH_CLOSED;
+    nHighEnd = nQ2;
+  }
+  if (nP2 >= 0 && ((nRange & RANGE_LOW_CLOSED) == 0 || nP2 > nQ1)) {
+    nRange |= RANGE_LOW_OPEN;
+    nLowBegin = nP2 + 1;
+  }
+  if ((nRange & (RANGE_HIGH_CLOSED | RANGE_HIGH_OPEN)) == 0) {
+    // No bracket behind the separator: the walk above ran to the end, and the
+    // high value is the rest of the cell.
+    nRange |= RANGE_HIGH_CLOSED;
+    nHighEnd = p - pCell;
+  }
+
+  arValues.SetSize(2);
+  Assign(arValues, 0, pCell + nLowBegin, pCell + nS);
+  Assign(arValues, 1, pCell + nHighBegin, pCell + nHighEnd);
+  nFlags = nRange;
+  return true;
+}
+
+// A single value or a list. Separators beyond the 15-bit offset limit do not
+// cut: the last value runs to the end of the cell.
+BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep,
+               CStringArray& arValues, BYTE& nFlags) {
+  INT_PTR nSeps = 0;
+  const char* p = pCell;
+  while (*p != '\0' && p - pCell <= kMaxSepOffset) {
+    const size_t nSize = step.Size(p);
+    if (nSize == 1 && *p == cValueSep) {
+      ++nSeps;
+    }
+    p += nSize;
+  }
+  const char* pEnd = p + strlen(p);
+  if (nSeps == 0) {
+    arValues.SetSize(1);
+    Assign(arValues, 0, pCell, pEnd);
+    return CELL_SINGLE;
+  }
+
+  const INT_PTR nValues = nSeps + 1;
+  arValues.SetSize(nValues);
+  INT_PTR nValue = 0;
+  const char* pBegin = pCell;
+  for (p = pCell; nValue < nSeps;) {
+    const size_t nSize = step.Size(p);
+    if (nSize == 1 && *p == cValueSep) {
+      Assign(arValues, nValue++, pBegin, p);
+      pBegin = p + 1;
+    }
+    p += nSize;
+  }
+  Assign(arValues, nValue, pBegin, pEnd);
+
+  CString* pData = arValues.GetData();
+  std::sort(pData, pData + nValues,
+            [](const CString& a, const CString& b) { return a.Compare(b) < 0; });
+  nFlags = static_cast<BYTE>(nValues & 0xFF);
+  return CELL_LIST;
+}
+
+}  // namespace
+
+BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags, char cRangeOpen,
+                 char cRangeClose, char cValueSep, char cAnyValue, const char* pszRangeSep) {
+  // Emptied without giving up the array's storage: a pass over a table calls
+  // this once per cell and reuses one array.
+  arValues.RemoveAt(0, arValues.GetSize());
+  BYTE nIgnored = 0;
+  BYTE& nFlags = pFlags != nullptr ? *pFlags : nIgnored;
+  nFlags = 0;
+  if (pszCell == nullptr) {
+    return CELL_EMPTY;
+  }
+  const char* pCell = pszCell;
+  while (*pCell == ' ') {
+    ++pCell;
+  }
+  if (*pCell == '\0') {
+    return CELL_EMPTY;
+  }
+  if (pCell[0] == cAnyValue && pCell[1] == '\0') {
+    return CELL_ANY;
+  }
+  const CCharStepper step;
+  if ((pCell[0] == cRangeOpen || pCell[0] == cRangeClose) &&
+      SplitRange(pCell, step, cRangeOpen, cRangeClose, pszRangeSep, arValues, nFlags)) {
+    return CELL_RANGE;
+  }
+  return SplitList(pCell, step, cValueSep, arValues, nFlags);
+}
+
+BYTE ClassifyCell(const char* pszValue, BYTE nType) {
+  if (nType >= COL_TYPE_STR) {
+    return COL_TYPE_STR;
+  }
+  if (pszValue == nullptr) {
+    return nType;
+  }
+  const char* p = pszValue;
+  while (*p == ' ') {
+    ++p;
+  }
+  if (*p == '\0') {
+    return nType;
+  }
+  if (*p == '-' || (*p == '+' && p[1] != '\0')) {
+    ++p;
+    while (*p == ' ') {
+      ++p;
+    }
+  }
+
+  const CCharStepper step;
+  BYTE nResult = nType;
+  bool bDot = false;
+  while (*p != '\0') {
+    const size_t nSize = step.Size(p);
+    if (nSize != 1) {
+      return COL_TYPE_STR;
+    }
+    const char c = *p;
+    if (c == ' ') {
+      while (*p == ' ') {
+        ++p;
+      }
+      return *p == '\0' ? nResult : BYTE{COL_TYPE_STR};
+    }
+    if (c == '.') {
+      if (bDot) {
+        return COL_TYPE_STR;
+      }
+      bDot = true;
+      nResult = std::max<BYTE>(nResult, COL_TYPE_REAL);
+    } else if (c < '0' || c > '9') {
+      return COL_TYPE_STR;
+    }
+    ++p;
+  }
+  return nResult;
+}

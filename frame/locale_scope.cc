@@ -1,0 +1,75 @@
+#include "frame/locale_scope.h"
+
+#include <cstring>
+
+#include "platform/ctype_locale.h"
+#include "platform/mbcs.h"
+
+namespace {
+
+// _setmbcp values: the system's ANSI page, and the page of the
+// character-type locale in force.
+constexpr int kMbcpAnsi = -3;
+constexpr int kMbcpOfLocale = -4;
+
+}  // namespace
+
+CString g_strLocaleName;
+CString g_strLocaleSaved;
+CString g_strLocaleActive;
+int g_nMbcpSaved = kMbcpAnsi;
+
+void EnterLocale(const char* pszLocale) {
+  // No depth counter: entering with the name already in force is free, also
+  // while a scope with that name is open.
+  if (pszLocale == nullptr || g_strLocaleName.CompareNoCase(pszLocale) == 0) {
+    return;
+  }
+  g_nMbcpSaved = _getmbcp();
+  g_strLocaleSaved = SetCtypeLocale(nullptr);
+  // A refused name leaves the character-type locale as it was and the
+  // active name empty.
+  g_strLocaleActive = SetCtypeLocale(pszLocale);
+  _setmbcp(kMbcpOfLocale);
+  g_strLocaleName = pszLocale;
+}
+
+void LeaveLocale() {
+  if (g_strLocaleSaved.IsEmpty()) {
+    return;
+  }
+  // A scope that changed nothing stays open, so that entering it again with
+  // the same name costs nothing.
+  if (g_strLocaleSaved == g_strLocaleActive) {
+    return;
+  }
+  SetCtypeLocale(g_strLocaleSaved);
+  _setmbcp(g_nMbcpSaved);
+  g_strLocaleName.Empty();
+  g_strLocaleSaved.Empty();
+  g_nMbcpSaved = kMbcpAnsi;
+}
+
+BOOL IsNamedLocale(const char* pszLocale) {
+  if (pszLocale == nullptr || *pszLocale == '\0' || _stricmp(pszLocale, "C") == 0) {
+    return 0;
+  }
+  return 1;
+}
+
+void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
+  if (pszText == nullptr) {
+    return;
+  }
+  if (IsNamedLocale(pszLocale)) {
+    CLocaleScope scope(pszLocale);
+    _mbsupr(pszText);
+  } else {
+    _strupr(pszText);
+  }
+  // The cut counts bytes and may split a double-byte character; a text of
+  // exactly nMaxSize bytes stays whole.
+  if (nMaxSize != 0 && std::strlen(pszText) > nMaxSize) {
+    pszText[nMaxSize - 1] = '\0';
+  }
+}

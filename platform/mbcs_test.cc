@@ -1,0 +1,212 @@
+#include "platform/mbcs.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "platform/ctype_locale.h"
+
+namespace {
+
+// Puts the code page and the character-type locale back as they were.
+class CTextStateGuard {
+ public:
+  CTextStateGuard() : m_strLocale(SetCtypeLocale(nullptr)), m_nMbcp(_getmbcp()) {}
+  ~CTextStateGuard() {
+    SetCtypeLocale(m_strLocale.c_str());
+    _setmbcp(m_nMbcp);
+  }
+
+ private:
+  std::string m_strLocale;
+  int m_nMbcp;
+};
+
+}  // namespace
+
+TEST(Mbcs, StepsByCharacter) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(932), 0);
+  const char* p =
+      "A\x83\x5C"
+      "B";
+  EXPECT_EQ(_ismbblead(0x83), 1);
+  EXPECT_EQ(_ismbblead(static_cast<unsigned int>(p[1])), 1);  // sign-extended char
+  EXPECT_EQ(_ismbblead('A'), 0);
+  EXPECT_EQ(_ismbblead(0xA5), 0);  // half-width katakana
+  EXPECT_EQ(_mbsinc(p + 1), p + 3);
+  EXPECT_EQ(_mbslen(p), 3u);
+  EXPECT_EQ(_mbsnccnt(p, 2), 1u);
+  EXPECT_EQ(_mbsnccnt(p, 3), 2u);
+  EXPECT_EQ(_mbsninc(p, 2), p + 3);
+  EXPECT_EQ(_mbsninc(p, 9), p + 4);
+  EXPECT_EQ(_mbsdec(p, p), nullptr);
+  EXPECT_EQ(_mbsdec(p, p + 3), p + 1);
+  EXPECT_EQ(_mbsdec(p, p + 1), p);
+  ASSERT_EQ(_setmbcp(1252), 0);
+  EXPECT_EQ(_ismbblead(0x83), 0);
+  EXPECT_EQ(_mbslen(p), 4u);
+}
+
+TEST(Mbcs, SearchNeverMatchesATrailByte) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(932), 0);
+  const char* p =
+      "x\x83\x5C"
+      "a\\b";
+  EXPECT_EQ(_mbschr(p, '\\'), p + 4);
+  EXPECT_EQ(_mbschr("\x83\x5C", '\\'), nullptr);
+  EXPECT_EQ(_mbschr(p, 0x835C), p + 1);
+  EXPECT_EQ(_mbschr(p, 0), p + 6);
+  const char* q = "a\\\x83\x5C";
+  EXPECT_EQ(_mbsrchr(q, '\\'), q + 1);
+  EXPECT_EQ(_mbsrchr(q, 0x835C), q + 2);
+  const char* r = "x\x83\x5C\x5C";
+  EXPECT_EQ(_mbsstr(r, "\\\\"), nullptr);
+  EXPECT_EQ(_mbsstr(r, "\\"), r + 3);
+  EXPECT_EQ(_mbsstr(r, "\x83\x5C\\"), r + 1);
+  EXPECT_EQ(_mbsstr(r, ""), r);
+  ASSERT_EQ(_setmbcp(1252), 0);
+  const char* s = "\x83\x5C";
+  EXPECT_EQ(_mbschr(s, '\\'), s + 1);
+  EXPECT_EQ(_mbsstr(r, "\\\\"), r + 2);
+}
+
+TEST(Mbcs, LeadByteBeforeNulEndsTheText) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(936), 0);
+  char sz[] = "a\x83";
+  EXPECT_EQ(_mbslen(sz), 1u);
+  EXPECT_EQ(_mbsinc(sz + 1), sz + 2);
+  EXPECT_EQ(_mbsninc(sz, 5), sz + 1);
+  EXPECT_EQ(_mbsnccnt(sz, 5), 1u);
+  EXPECT_EQ(_mbscmp(sz, "a"), 0);
+  EXPECT_EQ(_mbschr(sz, 0x83), nullptr);
+  EXPECT_EQ(_mbschr(sz, 0), sz + 2);
+  char dst[4] = {'x', 'x', 'x', 'x'};
+  _mbsnbcpy(dst, sz, 3);
+  EXPECT_EQ(std::string(dst, 4), std::string("a\0\0x", 4));
+  EXPECT_STREQ(_mbsupr(sz), "A\x83");
+}
+
+TEST(Mbcs, ComparesDoubleByteCharactersAboveSingleBytes) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(932), 0);
+  EXPECT_EQ(_mbscmp("\x81\x40", "\xDF"), 1);
+  EXPECT_EQ(_mbscmp("\xDF", "\x81\x40"), -1);
+  EXPECT_EQ(_mbscmp("A\x81\x40", "A\x81\x41"), -1);
+  EXPECT_EQ(_mbscmp("AB", "A"), 1);
+  EXPECT_EQ(_mbscmp("", ""), 0);
+  EXPECT_EQ(_mbsncmp("AB\x81\x40", "AB\x81\x41", 2), 0);
+  EXPECT_EQ(_mbsncmp("AB\x81\x40", "AB\x81\x41", 3), -1);
+  EXPECT_EQ(_mbsicmp("ab\x82\x81", "AB\x82\x81"), 0);
+  ASSERT_EQ(_setmbcp(1252), 0);
+  EXPECT_EQ(_mbscmp("\x81\x40", "\xDF"), -1);
+  EXPECT_EQ(_mbsicmp("\xE9t\xE9", "\xC9T\xC9"), 0);
+  EXPECT_EQ(_mbsicmp("a", "B"), -1);
+}
+
+TEST(Mbcs, CopiesWholeCharactersAndPads) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(932), 0);
+  const char* src =
+      "A\x83\x5C"
+      "B";
+  char dst[10];
+  std::memset(dst, 'x', sizeof(dst));
+  EXPECT_EQ(_mbsnbcpy(dst, src, 2), dst);
+  EXPECT_EQ(std::string(dst, 3), std::string("A\0x", 3));
+  std::memset(dst, 'x', sizeof(dst));
+  _mbsnbcpy(dst, src, 3);
+  EXPECT_EQ(std::string(dst, 4), "A\x83\x5Cx");
+  std::memset(dst, 'x', sizeof(dst));
+  _mbsnbcpy(dst, src, 8);
+  EXPECT_EQ(std::string(dst, 9), std::string("A\x83\x5C"
+                                             "B\0\0\0\0x",
+                                             9));
+}
+
+TEST(Mbcs, FoldsCaseUnderTheMultiByteCodePage) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(1252), 0);
+  char sz1252[] = "caf\xE9 \xFF \x9A \xDF\xB5";
+  EXPECT_STREQ(_mbsupr(sz1252), "CAF\xC9 \x9F \x8A \xDF\xB5");
+  EXPECT_STREQ(_mbslwr(sz1252), "caf\xE9 \xFF \x9A \xDF\xB5");
+  ASSERT_EQ(_setmbcp(1251), 0);
+  char sz1251[] = "\xE0\xE1\xFF\xB8";  // а б я ё
+  EXPECT_STREQ(_mbsupr(sz1251), "\xC0\xC1\xDF\xA8");
+  ASSERT_EQ(_setmbcp(1253), 0);
+  char sz1253[] = "\xE1\xE2\xF2\xDC";  // α β ς ά
+  EXPECT_STREQ(_mbsupr(sz1253), "\xC1\xC2\xD3\xA2");
+  ASSERT_EQ(_setmbcp(1250), 0);
+  char sz1250[] = "\xB9\x9A";  // ą š
+  EXPECT_STREQ(_mbsupr(sz1250), "\xA5\x8A");
+  ASSERT_EQ(_setmbcp(932), 0);
+  char sz932[] = "a\x83\x61z\x82\x81";  // trail 0x61 is "a"; 0x8281 is a full-width letter
+  EXPECT_STREQ(_mbsupr(sz932), "A\x83\x61Z\x82\x81");
+  ASSERT_EQ(_setmbcp(1252), 0);
+  char szSame[] = "a\x83\x61";
+  EXPECT_STREQ(_mbsupr(szSame), "A\x83\x41");
+}
+
+TEST(Mbcs, ByteFoldingFollowsTheCtypeLocale) {
+  CTextStateGuard guard;
+  ASSERT_STREQ(SetCtypeLocale("C"), "C");
+  char szPlain[] = "caf\xE9";
+  EXPECT_STREQ(_strupr(szPlain), "CAF\xE9");
+  EXPECT_EQ(_toupper_ctype(0xE9), 0xE9);
+  EXPECT_EQ(_stricmp("\xC9", "\xE9"), -1);
+  EXPECT_EQ(_stricmp("ABC", "abc"), 0);
+  EXPECT_EQ(_stricmp("a", "B"), -1);
+  EXPECT_EQ(_stricmp("_", "A"), -1);  // compared in lower case
+  ASSERT_STREQ(SetCtypeLocale("fra"), "fra");
+  ASSERT_EQ(_setmbcp(932), 0);  // the multi-byte code page plays no part here
+  char szFra[] = "caf\xE9";
+  EXPECT_STREQ(_strupr(szFra), "CAF\xC9");
+  EXPECT_STREQ(_strlwr(szFra), "caf\xE9");
+  EXPECT_EQ(_toupper_ctype(0xE9), 0xC9);
+  EXPECT_EQ(_stricmp("\xC9", "\xE9"), 0);
+  ASSERT_STREQ(SetCtypeLocale("jpn"), "jpn");
+  char szJpn[] =
+      "a\x83\x61"
+      "b";
+  EXPECT_STREQ(_strupr(szJpn),
+               "A\x83\x61"
+               "B");
+}
+
+TEST(Mbcs, SetsTheCodePage) {
+  CTextStateGuard guard;
+  EXPECT_EQ(_setmbcp(949), 0);
+  EXPECT_EQ(_getmbcp(), 949);
+  EXPECT_EQ(_setmbcp(-3), 0);
+  EXPECT_EQ(_getmbcp(), 1252);
+  ASSERT_NE(SetCtypeLocale("rus"), nullptr);
+  EXPECT_EQ(_setmbcp(-4), 0);
+  EXPECT_EQ(_getmbcp(), 1251);
+  ASSERT_NE(SetCtypeLocale("cht"), nullptr);
+  EXPECT_EQ(_setmbcp(-4), 0);
+  EXPECT_EQ(_getmbcp(), 950);
+  EXPECT_EQ(_ismbblead(0x81), 1);
+  ASSERT_NE(SetCtypeLocale("C"), nullptr);
+  EXPECT_EQ(_setmbcp(-4), 0);
+  EXPECT_EQ(_getmbcp(), 1252);
+  for (int nBad : {437, 0, -1, -2, 65001}) {
+    EXPECT_EQ(_setmbcp(nBad), -1) << nBad;
+    EXPECT_EQ(_getmbcp(), 1252) << nBad;
+  }
+}
+
+TEST(Mbcs, ConvertsWideTextToTheCodePage) {
+  CTextStateGuard guard;
+  ASSERT_EQ(_setmbcp(1252), 0);
+  const std::u16string strText = u"caf\u00E9 \u20AC\u0416\U0001F600\uFFFD";
+  EXPECT_EQ(WideToMultiByte(strText.data(), strText.size()), "caf\xE9 \x80???");
+  const char16_t awcNul[] = {u'a', 0, u'b'};
+  EXPECT_EQ(WideToMultiByte(awcNul, 3), std::string("a\0b", 3));
+  ASSERT_EQ(_setmbcp(1251), 0);
+  EXPECT_EQ(WideToMultiByte(u"\u0416\u0451", 2), "\xC6\xB8");
+  ASSERT_EQ(_setmbcp(932), 0);
+  EXPECT_EQ(WideToMultiByte(u"A\u00E9\u3042", 3), "A??");
+}

@@ -1,0 +1,114 @@
+#include <algorithm>
+#include <vector>
+
+#include "cells/cell_grammar.h"
+#include "frame/monitor.h"
+#include "table/cat_std.h"
+#include "table/row_table.h"
+
+namespace {
+
+// What the pass has to find out about a column.
+constexpr BYTE WORK_TYPE = 0x01;  // derive the type
+constexpr BYTE WORK_SIZE = 0x10;  // measure the longest value
+
+// A value longer than this counts as this long: with its terminator it makes
+// the widest key an index can hold, 255 bytes.
+constexpr int MAX_VALUE_BYTES = 254;
+
+// The pass takes the positions 0 to SCAN_SHARE of the progress scale.
+constexpr DWORD SCAN_SHARE = 50;
+
+// Position of the monitor after nDone of nSpan bytes. The span is taken
+// once, before the pass: a file that grew meanwhile stops at SCAN_SHARE, so
+// that the positions that follow the pass never go back.
+WORD ScanPosition(DWORD nDone, ULONGLONG nSpan) {
+  if (nSpan == 0) {
+    return SCAN_SHARE;
+  }
+  const ULONGLONG nPos = ULONGLONG{SCAN_SHARE} * nDone / nSpan;
+  return static_cast<WORD>(std::min<ULONGLONG>(nPos, SCAN_SHARE));
+}
+
+}  // namespace
+
+void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
+  const INT_PTR nCols = m_arColNames.GetSize();
+
+  ULONGLONG nSpan = 0;
+  if (pMonitor != nullptr) {
+    const ULONGLONG nLength = m_fileData.GetLength();
+    nSpan = nLength > m_nDataPos ? nLength - m_nDataPos : 0;
+  }
+
+  // An unknown column starts at the narrowest type and can only widen.
+  std::vector<BYTE> arWork(static_cast<size_t>(nCols), 0);
+  for (INT_PTR nCol = 0; nCol < nCols; ++nCol) {
+    if (m_arColTypes[nCol] == COL_TYPE_NONE) {
+      arWork[nCol] = WORK_TYPE | WORK_SIZE;
+      m_arColTypes[nCol] = COL_TYPE_LONG;
+    } else if (m_arColTypes[nCol] == COL_TYPE_STR && m_arColSizes[nCol] == 0) {
+      arWork[nCol] = WORK_SIZE;
+    }
+  }
+
+  SeekLine(m_nDataPos);
+  CStringArray arRow;
+  CStringArray arValues;
+  arValues.SetSize(0, 4);
+  CRowTableWriter writer(bWriteOffsets ? &m_fileSide : nullptr);
+  DWORD nRows = 0;
+  for (;;) {
+    const DWORD nRowPos = m_nFilePos;
+    if (ReadLine(arRow, 0, nullptr) < 0) {
+      break;
+    }
+    // Cells behind the last column belong to no column and tell nothing.
+    const INT_PTR nCells = std::min(arRow.GetSize(), nCols);
+    for (INT_PTR nCol = 0; nCol < nCells; ++nCol) {
+      const BYTE nWork = arWork[nCol];
+      if (nWork == 0) {
+        continue;
+      }
+      BYTE nFlags = 0;
+      SplitCell(arRow[nCol], arValues, &nFlags);
+      BYTE& nType = m_arColTypes[nCol];
+      BYTE& nSize = m_arColSizes[nCol];
+      // Each value of a range or a list counts alone; the cell text as a
+      // whole is never classified or measured.
+      for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+        const CString& strValue = arValues[i];
+        if ((nWork & WORK_TYPE) != 0) {
+          nType = ClassifyCell(strValue, nType);
+        }
+        const BYTE nNeed = static_cast<BYTE>(std::min(strValue.GetLength(), MAX_VALUE_BYTES) + 1);
+        nSize = std::max(nSize, nNeed);
+      }
+    }
+    ++nRows;
+    writer.Add(nRowPos);
+    if (pMonitor != nullptr) {
+      pMonitor->SetPos(ScanPosition(m_nFilePos - m_nDataPos, nSpan));
+    }
+  }
+  writer.Flush();
+
+  // Numbers have fixed widths; a text key needs room for at least one byte
+  // and its terminator.
+  for (INT_PTR nCol = 0; nCol < nCols; ++nCol) {
+    switch (m_arColTypes[nCol]) {
+      case COL_TYPE_LONG:
+        m_arColSizes[nCol] = 4;
+        break;
+      case COL_TYPE_REAL:
+        m_arColSizes[nCol] = 8;
+        break;
+      case COL_TYPE_STR:
+        m_arColSizes[nCol] = std::max<BYTE>(m_arColSizes[nCol], 2);
+        break;
+      default:
+        break;
+    }
+  }
+  m_nRows = nRows;
+}

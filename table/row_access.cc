@@ -1,0 +1,129 @@
+#include "frame/locale_scope.h"
+#include "index/column_index.h"
+#include "table/cat_std.h"
+#include "table/row_table.h"
+
+namespace {
+
+// Folds a value as index keys are folded: upper case under the locale, and
+// cut when it is longer than the key size.
+void FoldKey(CString& strText, const char* pszLocale, BYTE nKeySize) {
+  char* pszBuffer = strText.GetBuffer(strText.GetLength());
+  FoldCase(pszBuffer, pszLocale, nKeySize);
+  strText.ReleaseBuffer();
+}
+
+}  // namespace
+
+LONG CCatStd::GetRowPos(DWORD nRow, DWORD* pLen) {
+  if (m_pMaster != nullptr) {
+    return m_pMaster->GetRowPos(nRow, pLen);
+  }
+  if (pLen != nullptr) {
+    *pLen = 0;
+  }
+  if (!m_bIndexed && !IndexTable()) {
+    return -1;
+  }
+  if (nRow >= m_nRows) {
+    return -1;
+  }
+  // Without a length one entry is enough; the last row ends with the file.
+  const BOOL bPair = pLen != nullptr && nRow < m_nRows - 1;
+  DWORD arEntries[2] = {0, 0};
+  if (!ReadRowEntries(&m_fileSide, m_nRowTablePos, nRow, bPair ? 2 : 1, arEntries)) {
+    return -1;
+  }
+  const LONG nOffset = static_cast<LONG>(arEntries[0]);
+  if (pLen != nullptr && nOffset >= 0) {
+    const DWORD nEnd = bPair ? arEntries[1] : static_cast<DWORD>(m_fileData.GetLength());
+    *pLen = nEnd - arEntries[0];
+  }
+  return nOffset;
+}
+
+BOOL CCatStd::ReadRow(DWORD nRow, CStringArray& arCells) {
+  if (m_pMaster != nullptr) {
+    return m_pMaster->ReadRow(nRow, arCells);
+  }
+  arCells.RemoveAll();
+  if (!m_bIndexed && !IndexTable()) {
+    return FALSE;
+  }
+  if (nRow >= m_nRows) {
+    return FALSE;
+  }
+  const BOOL bLast = nRow == m_nRows - 1;
+  DWORD arEntries[2] = {0, 0};
+  if (!ReadRowEntries(&m_fileSide, m_nRowTablePos, nRow, bLast ? 1 : 2, arEntries)) {
+    return FALSE;
+  }
+  const DWORD nStart = arEntries[0];
+  const DWORD nEnd = bLast ? static_cast<DWORD>(m_fileData.GetLength()) : arEntries[1];
+  // The line is read with exactly its own bytes, so that nothing of the next
+  // row is fetched, and an SDC line gets the key of its true offset. A row
+  // table that does not rise gives an empty row rather than a read without
+  // limit.
+  short nCells = -1;
+  if (nEnd > nStart) {
+    SeekLine(nStart);
+    nCells = ReadLine(arCells, nEnd - nStart, nullptr);
+  }
+  arCells.SetSize(m_arColNames.GetSize());
+  return nCells > 0;
+}
+
+BOOL CCatStd::NextColValue(WORD nCol, CString& strValue, BOOL bFirst) {
+  IndexTable();
+  CIndex* pIndex = GetColIndex(nCol);
+  if (pIndex == nullptr) {
+    strValue.Empty();
+    return FALSE;
+  }
+  CString strKey = strValue;
+  strValue.Empty();
+  CString strLocale;
+  GetLocale(strLocale);
+  const BYTE nKeySize = pIndex->GetKeySize();
+  // The caller passes back what it got, which for text is the spelling of a
+  // cell, not the stored key.
+  if (!bFirst) {
+    FoldKey(strKey, strLocale, nKeySize);
+  }
+  const LONG nRow = pIndex->GetNextValue(strKey, bFirst);
+  if (nRow < 0) {
+    return FALSE;
+  }
+  if (GetRoot()->m_arColTypes[nCol] != COL_TYPE_STR) {
+    strValue = strKey;
+    return TRUE;
+  }
+
+  // A text key is upper case and may be cut: the value comes from the row.
+  CStringArray arCells;
+  ReadRow(static_cast<DWORD>(nRow), arCells);
+  if (nCol >= arCells.GetSize()) {
+    return FALSE;
+  }
+  CStringArray arValues;
+  BYTE nFlags = 0;
+  switch (SplitCell(arCells[nCol], arValues, &nFlags)) {
+    case CELL_SINGLE:
+      strValue = arCells[nCol];
+      strValue.TrimLeft();
+      break;
+    case CELL_LIST:
+      for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+        CString strFolded = arValues[i];
+        FoldKey(strFolded, strLocale, nKeySize);
+        if (strFolded == strKey) {
+          strValue = arValues[i];
+          break;
+        }
+      }
+      break;
+    default:
+      break;
+  }
+  return TRUE;
+}

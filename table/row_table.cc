@@ -1,0 +1,39 @@
+#include "table/row_table.h"
+
+void EncodeRowEntry(BYTE* pDest, DWORD nOffset) {
+  pDest[0] = static_cast<BYTE>(nOffset);
+  pDest[1] = static_cast<BYTE>(nOffset >> 8);
+  pDest[2] = static_cast<BYTE>(nOffset >> 16);
+  pDest[3] = static_cast<BYTE>(nOffset >> 24);
+}
+
+DWORD DecodeRowEntry(const BYTE* pSrc) {
+  return static_cast<DWORD>(pSrc[0]) | (static_cast<DWORD>(pSrc[1]) << 8) |
+         (static_cast<DWORD>(pSrc[2]) << 16) | (static_cast<DWORD>(pSrc[3]) << 24);
+}
+
+void CRowTableWriter::Flush() {
+  if (m_pFile == nullptr || m_nUsed == 0) {
+    return;
+  }
+  // Emptied first: a failed write must not be repeated by a later Flush.
+  const UINT nUsed = m_nUsed;
+  m_nUsed = 0;
+  m_pFile->Write(m_buffer, nUsed);
+}
+
+BOOL ReadRowEntries(CFile* pFile, DWORD nTablePos, DWORD nRow, UINT nCount, DWORD* pEntries) {
+  const ULONGLONG nPos = static_cast<ULONGLONG>(nTablePos) + ULONGLONG{ROW_ENTRY_SIZE} * nRow;
+  if (pFile->Seek(static_cast<LONGLONG>(nPos), CFile::begin) != nPos) {
+    return FALSE;
+  }
+  BYTE bytes[2 * ROW_ENTRY_SIZE];
+  const UINT nWant = nCount * ROW_ENTRY_SIZE;
+  if (nCount == 0 || nCount > 2 || pFile->Read(bytes, nWant) != nWant) {
+    return FALSE;
+  }
+  for (UINT i = 0; i < nCount; ++i) {
+    pEntries[i] = DecodeRowEntry(bytes + i * ROW_ENTRY_SIZE);
+  }
+  return TRUE;
+}
