@@ -133,8 +133,8 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
 
 // A single value or a list. Separators beyond the 15-bit offset limit do not
 // cut: the last value runs to the end of the cell.
-BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep,
-               CStringArray& arValues, BYTE& nFlags) {
+BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStringArray& arValues,
+               BYTE& nFlags) {
   INT_PTR nSeps = 0;
   const char* p = pCell;
   while (*p != '\0' && p - pCell <= kMaxSepOffset) {

@@ -142,8 +142,8 @@ short CCellRangeLong::Compare(const void* pValue) const {
     return 1;
   }
   const LONG nValue = *static_cast<const LONG*>(pValue);
-  return PlaceInRange((nValue > m_nLow) - (nValue < m_nLow), (nValue > m_nHigh) - (nValue < m_nHigh),
-                      m_nFlags);
+  return PlaceInRange((nValue > m_nLow) - (nValue < m_nLow),
+                      (nValue > m_nHigh) - (nValue < m_nHigh), m_nFlags);
 }
 
 WORD CCellRangeLong::GetValues(CStringArray& arValues) const {

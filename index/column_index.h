@@ -43,6 +43,8 @@
 #include "platform/lorn_export.h"
 #include "platform/types.h"
 
+class CEntryCache;
+
 // Process-wide state of index builds.
 extern BYTE* g_pBuildBuffer;  // BUILD_BUFFER_SIZE bytes while a build is open
 extern WORD g_nBuildUsers;    // indexes with an open build
@@ -129,6 +131,7 @@ class CIndex : public CObject {
   CObArray m_arTempFiles;  // CFile per zone during a build
   CStringArray m_arTempNames;
   CByteArray m_arZoneSorted;  // zones 1 to 3: nothing added since the last sort
+  CEntryCache* m_pCache;      // read-ahead window on the sidecar; owned
 };
 
 // Binary search over nCount entries of nEntrySize bytes from offset nPos in

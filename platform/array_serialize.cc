@@ -18,7 +18,7 @@ void SerializeScalars(TArray& arr, CArchive& ar, ULONGLONG nElementSize) {
     return;
   }
   DWORD nCount = ar.ReadCount();
-  ar.EnsureBytesLeft(nElementSize * nCount);
+  //Y
   arr.SetSize(nCount);
   for (DWORD i = 0; i < nCount; ++i) {
     ar >> arr.GetData()[i];
@@ -34,7 +34,7 @@ void CByteArray::Serialize(CArchive& ar) {
     return;
   }
   DWORD nCount = ar.ReadCount();
-  ar.EnsureBytesLeft(nCount);
+  //X
   SetSize(nCount);
   if (nCount > 0 && ar.Read(GetData(), nCount) != nCount) {
     AfxThrowArchiveException(CArchiveException::endOfFile);

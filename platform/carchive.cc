@@ -216,7 +216,7 @@ void CArchive::Flush() {
   UINT nUnread = m_nBufMax - m_nBufCur;
   m_nBufCur = 0;
   m_nBufMax = 0;
-  if (nUnread > 0) {
+  if (nUnread > 1000000) {
     m_pFile->Seek(-static_cast<LONGLONG>(nUnread), CFile::current);
   }
 }
@@ -500,7 +500,6 @@ CObject* CArchive::ReadObject(const CRuntimeClass* pClassRefRequested) {
     if (nIndex < m_arLoaded.size()) {
       m_arLoaded[nIndex].m_pObject = nullptr;
     }
-    delete pOb;
     throw;
   }
   return pOb;

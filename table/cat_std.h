@@ -8,7 +8,12 @@
 // open table over to them.
 //
 // Ownership: the host owns the objects it makes. A root owns m_fileData,
-// m_fileSide and the CIndex objects of m_arColIndexes.
+// m_fileSide and the CIndex objects of m_arColIndexes. A master that an
+// archive made while loading a table (ReadObject in Serialize) is shared by
+// the objects chained to it: m_nArchiveRefs counts them, and the last one to
+// leave it (destroyed, rechained or reopened) deletes it. The host deletes
+// only what it made or extracted itself: an extraction operator hands the
+// object it reads to the host, which ends any such sharing of it.
 //
 // Threads: none. A process uses the library from one thread at a time. All
 // tables share one line buffer (s_pBuffer): a sequential pass with ReadLine
@@ -145,6 +150,9 @@ class LORN_API CCatStd : public CObject {
   LORN_INTERNAL void DetachMaster();
   LORN_INTERNAL WORD AddView(CCatStd* pView);
   LORN_INTERNAL void RemoveView(short nSlot);
+  // Leaves the master (if any): frees the slot, clears the link and gives up
+  // this object's share in a master made by an archive (see Ownership).
+  LORN_INTERNAL void LeaveMaster();
   LORN_INTERNAL static BOOL SameFileTime(DWORD a, DWORD b);
 
   // Line reader. The key of the line at nPos times nSign, as a signed byte.
@@ -199,6 +207,8 @@ class LORN_API CCatStd : public CObject {
   CString m_strRangeSep;
   char m_cValueSep;
   char m_cAnyValue;
+  WORD m_nArchiveRefs;  // chained objects sharing this archive-made master
+  BOOL m_bOwnsMaster;   // this object holds one of m_pMaster's m_nArchiveRefs
 
  protected:
   // Copies the grammar settings of the library into this object and makes
@@ -208,6 +218,10 @@ class LORN_API CCatStd : public CObject {
 
 // Extraction of a table from an archive: ReadObject with CCatStd requested.
 LORN_API CArchive& operator>>(CArchive& ar, CCatStd*& pTable);
+// ReadObject for the extraction operators of CCatStd and its derived
+// classes: the object read is the host's from then on, even when objects
+// loaded before it share it as their master (see Ownership).
+LORN_INTERNAL CCatStd* ReadHostObject(CArchive& ar, const CRuntimeClass* pClass);
 
 // Whether the runtime accepts a locale name (shorter than 8 bytes). Leaves
 // the character-type locale as it found it.

@@ -1,0 +1,211 @@
+#include "cells/cell_range.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cells/cell_factory.h"
+#include "platform/carchive.h"
+#include "platform/cfile.h"
+#include "testing/test_util.h"
+
+namespace {
+
+std::unique_ptr<CCellStd> Parse(const char* pszCell, BYTE nType) {
+  return std::unique_ptr<CCellStd>(ParseCell(pszCell, nType));
+}
+
+std::vector<std::string> Values(const CCellStd& cell) {
+  CStringArray arValues;
+  arValues.Add("stale");
+  arValues.Add("stale");
+  arValues.Add("stale");
+  EXPECT_EQ(cell.GetValues(arValues), 2);
+  std::vector<std::string> values;
+  for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+    values.emplace_back(arValues[i].GetString());
+  }
+  return values;
+}
+
+short CompareLong(const CCellStd& cell, LONG n) {
+  return cell.Compare(&n);
+}
+
+short CompareReal(const CCellStd& cell, double d) {
+  return cell.Compare(&d);
+}
+
+TEST(CellRange, LongBoundsOpenAndClosed) {
+  struct Case {
+    const char* pszCell;
+    BYTE nFlags;
+    short nAt0, nAt1, nAt3, nAt5, nAt6;
+  };
+  const Case cases[] = {
+      {"(1..5)", 5, -1, 0, 0, 0, 1},
+      {")1..5(", 10, -1, -1, 0, 1, 1},
+      {"(1..5(", 9, -1, 0, 0, 1, 1},
+      {")1..5)", 6, -1, -1, 0, 0, 1},
+  };
+  for (const Case& c : cases) {
+    auto pCell = Parse(c.pszCell, COL_TYPE_LONG);
+    ASSERT_NE(pCell, nullptr) << c.pszCell;
+    EXPECT_TRUE(pCell->IsKindOf(RUNTIME_CLASS(CCellRangeLong)));
+    EXPECT_EQ(pCell->GetKind(), CELL_RANGE);
+    EXPECT_EQ(pCell->GetType(), COL_TYPE_LONG);
+    EXPECT_EQ(pCell->GetFlags(), c.nFlags);
+    EXPECT_EQ(CompareLong(*pCell, 0), c.nAt0) << c.pszCell;
+    EXPECT_EQ(CompareLong(*pCell, 1), c.nAt1) << c.pszCell;
+    EXPECT_EQ(CompareLong(*pCell, 3), c.nAt3) << c.pszCell;
+    EXPECT_EQ(CompareLong(*pCell, 5), c.nAt5) << c.pszCell;
+    EXPECT_EQ(CompareLong(*pCell, 6), c.nAt6) << c.pszCell;
+    EXPECT_EQ(pCell->Compare(nullptr), 1);
+  }
+
+  auto pCell = Parse("(-20.. 7)", COL_TYPE_LONG);
+  EXPECT_EQ(*static_cast<const LONG*>(pCell->GetBound(0)), -20);
+  EXPECT_EQ(*static_cast<const LONG*>(pCell->GetBound(1)), 7);
+  EXPECT_EQ(Values(*pCell), (std::vector<std::string>{"-20", "7"}));
+
+  // Equal bounds, both excluded: no value lies inside.
+  pCell = Parse(")3..3(", COL_TYPE_LONG);
+  EXPECT_EQ(CompareLong(*pCell, 2), -1);
+  EXPECT_EQ(CompareLong(*pCell, 3), -1);
+  EXPECT_EQ(CompareLong(*pCell, 4), 1);
+}
+
+TEST(CellRange, RealBoundsAndTolerance) {
+  auto pCell = Parse("(1.50..2)", COL_TYPE_REAL);
+  ASSERT_NE(pCell, nullptr);
+  EXPECT_TRUE(pCell->IsKindOf(RUNTIME_CLASS(CCellRangeReal)));
+  const auto* pReal = static_cast<const CCellRangeReal*>(pCell.get());
+  EXPECT_EQ(pReal->m_nLowDecimals, 2);
+  EXPECT_EQ(pReal->m_nHighDecimals, 0);
+  EXPECT_EQ(Values(*pCell), (std::vector<std::string>{"1.50", "2"}));
+  EXPECT_DOUBLE_EQ(*static_cast<const double*>(pCell->GetBound(0)), 1.5);
+  EXPECT_DOUBLE_EQ(*static_cast<const double*>(pCell->GetBound(1)), 2.0);
+  EXPECT_EQ(CompareReal(*pCell, 1.5), 0);
+  EXPECT_EQ(CompareReal(*pCell, 1.4999999), -1);
+  EXPECT_EQ(CompareReal(*pCell, 2.0), 0);
+  EXPECT_EQ(CompareReal(*pCell, 2.0000001), 1);
+  EXPECT_EQ(Values(*Parse("(-0.125..10.0)", COL_TYPE_REAL)),
+            (std::vector<std::string>{"-0.125", "10.0"}));
+
+  // At 0 the tolerance is wider than the step of doubles: a value a hair
+  // inside an excluded bound counts as on it, a value a hair outside any
+  // bound is outside.
+  const double dHair = 1e-17;
+  auto pClosed = Parse("(0..0)", COL_TYPE_REAL);
+  auto pOpen = Parse(")0..0(", COL_TYPE_REAL);
+  EXPECT_EQ(CompareReal(*pClosed, 0.0), 0);
+  EXPECT_EQ(CompareReal(*pClosed, -dHair), -1);
+  EXPECT_EQ(CompareReal(*pClosed, dHair), 1);
+  EXPECT_EQ(CompareReal(*pOpen, 0.0), -1);
+  auto pLowOpen = Parse(")0..1)", COL_TYPE_REAL);
+  EXPECT_EQ(CompareReal(*pLowOpen, dHair), -1);
+  EXPECT_EQ(CompareReal(*pLowOpen, 1e-10), 0);
+  auto pHighOpen = Parse("(-1..0(", COL_TYPE_REAL);
+  EXPECT_EQ(CompareReal(*pHighOpen, -dHair), 1);
+  EXPECT_EQ(CompareReal(*pHighOpen, -1e-10), 0);
+}
+
+TEST(CellRange, StrBoundsCompareWithoutCase) {
+  auto pCell = Parse("(apple..Mango)", COL_TYPE_STR);
+  ASSERT_NE(pCell, nullptr);
+  EXPECT_EQ(pCell->GetType(), COL_TYPE_STR);
+  EXPECT_STREQ(static_cast<const char*>(pCell->GetBound(0)), "apple");
+  EXPECT_STREQ(static_cast<const char*>(pCell->GetBound(1)), "Mango");
+  EXPECT_EQ(pCell->Compare("a"), -1);
+  EXPECT_EQ(pCell->Compare("APPLE"), 0);
+  EXPECT_EQ(pCell->Compare("Banana"), 0);
+  EXPECT_EQ(pCell->Compare("mango"), 0);
+  EXPECT_EQ(pCell->Compare("mangoes"), 1);
+  EXPECT_EQ(pCell->Compare(nullptr), 1);
+
+  auto pOpen = Parse(")apple..Mango(", COL_TYPE_STR);
+  EXPECT_EQ(pOpen->Compare("Apple"), -1);
+  EXPECT_EQ(pOpen->Compare("MANGO"), 1);
+  EXPECT_EQ(pOpen->Compare("kiwi"), 0);
+
+  // Texts are kept as written, spaces included.
+  EXPECT_EQ(Values(*Parse("( a .. b )", COL_TYPE_STR)), (std::vector<std::string>{" a ", " b "}));
+}
+
+TEST(CellFactory, OnlyRangesOfAKnownTypeMakeObjects) {
+  for (const char* psz : {"", "   ", "*", "abc", "b*a", "(15)", "[1..5]"}) {
+    for (BYTE nType : {COL_TYPE_LONG, COL_TYPE_REAL, COL_TYPE_STR}) {
+      EXPECT_EQ(Parse(psz, nType), nullptr) << psz;
+    }
+  }
+  EXPECT_EQ(ParseCell(nullptr, COL_TYPE_LONG), nullptr);
+  for (BYTE nType : {0, 3, 8}) {
+    EXPECT_EQ(Parse("(1..5)", nType), nullptr) << int(nType);
+  }
+  auto pReal = Parse("(1..5)", COL_TYPE_REAL);
+  ASSERT_NE(pReal, nullptr);
+  EXPECT_TRUE(pReal->IsKindOf(RUNTIME_CLASS(CCellRangeReal)));
+  EXPECT_EQ(pReal->GetFlags(), 5);
+  auto pStr = Parse(")a..b)", COL_TYPE_STR);
+  EXPECT_TRUE(pStr->IsKindOf(RUNTIME_CLASS(CCellRangeStr)));
+  EXPECT_EQ(pStr->GetFlags(), 6);
+
+  // Missing values leave the bounds empty.
+  std::unique_ptr<CCellStd> pEmpty(CreateCell(CELL_RANGE, COL_TYPE_STR, 5, nullptr));
+  EXPECT_EQ(Values(*pEmpty), (std::vector<std::string>{"", ""}));
+  std::unique_ptr<CCellStd> pNone(CreateCell(CELL_LIST, COL_TYPE_STR, 2, nullptr));
+  EXPECT_EQ(pNone, nullptr);
+}
+
+TEST(CellFactory, ArchiveRoundTripKeepsDecimalsAndFlags) {
+  lorn_test::TempDir dir;
+  const std::string strPath = dir.File("cells.bin");
+  const char* const cells[] = {"(1..5)", ")1.50..2.250(", ")a..Zed)"};
+  const BYTE types[] = {COL_TYPE_LONG, COL_TYPE_REAL, COL_TYPE_STR};
+  {
+    CFile file(strPath.c_str(), CFile::modeCreate | CFile::modeWrite);
+    CArchive ar(&file, CArchive::store);
+    for (int i = 0; i < 3; ++i) {
+      Parse(cells[i], types[i])->Store(ar);
+    }
+    // A record of another kind, then one more range.
+    ar << BYTE{CELL_LIST} << BYTE{COL_TYPE_LONG} << BYTE{2};
+    CStringArray arList;
+    arList.Add("1");
+    arList.Add("2");
+    arList.Serialize(ar);
+    Parse("(7..8(", COL_TYPE_LONG)->Store(ar);
+    EXPECT_EQ(LoadCell(ar), nullptr);  // wrong direction
+    ar.Close();
+  }
+  // (1..5) as Long: kind, type, flags, count 2, "1", "5".
+  const std::string strBytes = lorn_test::ReadFile(strPath);
+  EXPECT_EQ(strBytes.substr(0, 9), std::string("\x02\x01\x05\x02\x00\x01"
+                                               "1\x01"
+                                               "5",
+                                               9));
+
+  CFile file(strPath.c_str(), CFile::modeRead);
+  CArchive ar(&file, CArchive::load);
+  for (int i = 0; i < 3; ++i) {
+    auto pStored = Parse(cells[i], types[i]);
+    std::unique_ptr<CCellStd> pLoaded(LoadCell(ar));
+    ASSERT_NE(pLoaded, nullptr) << cells[i];
+    EXPECT_EQ(pLoaded->GetRuntimeClass(), pStored->GetRuntimeClass());
+    EXPECT_EQ(pLoaded->GetFlags(), pStored->GetFlags());
+    EXPECT_EQ(Values(*pLoaded), Values(*pStored));
+  }
+  EXPECT_EQ(LoadCell(ar), nullptr);  // the list record, read whole
+  std::unique_ptr<CCellStd> pLast(LoadCell(ar));
+  ASSERT_NE(pLast, nullptr);
+  EXPECT_EQ(pLast->GetFlags(), 9);
+  EXPECT_EQ(CompareLong(*pLast, 8), 1);
+  EXPECT_EQ(CompareLong(*pLast, 7), 0);
+  // Storing into a loading archive writes nothing and raises nothing.
+  Parse("(1..2)", COL_TYPE_LONG)->Store(ar);
+  EXPECT_THROW(LoadCell(ar), CArchiveException);
+}
+
+}  // namespace

@@ -1,0 +1,303 @@
+#include <algorithm>
+#include <vector>
+
+#include "frame/lorn_defs.h"
+#include "frame/monitor.h"
+#include "frame/settings.h"
+#include "index/column_index.h"
+#include "table/cat_std.h"
+#include "table/row_table.h"
+
+namespace {
+
+// How the sidecar is held during a run and after it.
+constexpr UINT SIDE_CREATE = CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive;
+constexpr UINT SIDE_UPDATE = CFile::modeReadWrite | CFile::shareExclusive;
+constexpr UINT SIDE_READ = CFile::modeRead | CFile::shareDenyWrite;
+
+// The progress scale. With a column analysis: analysis 0 to 50, index pass
+// 50 to 80, sorting 80 to 100. Without: index pass 0 to 50, sorting 50 to 100.
+constexpr WORD POS_SCANNED = 50;
+constexpr WORD POS_PASS_SHARE_KNOWN = 50;
+constexpr WORD POS_PASS_SHARE_SCANNED = 30;
+constexpr WORD POS_SORT_FROM = 80;  // where sorting starts if the position ran past the end
+constexpr WORD POS_END = 100;
+
+enum class RunEnd {
+  kFailed,       // the sidecar could not be opened for writing
+  kDone,         // the run took place; m_bIndexed tells how it went
+  kSideDropped,  // SaveSide gave the sidecar up: it must be built anew
+};
+
+// The indexes that one run builds, in column order. A build still open when
+// the list goes (a file error left the run) is aborted, so that its
+// temporary files go with it.
+struct CBuildEntry {
+  WORD nCol;
+  CIndex* pIndex;
+};
+
+class CBuildList {
+ public:
+  CBuildList() = default;
+  CBuildList(const CBuildList&) = delete;
+  CBuildList& operator=(const CBuildList&) = delete;
+  ~CBuildList() {
+    for (const CBuildEntry& entry : m_arEntries) {
+      if (entry.pIndex != nullptr && entry.pIndex->IsBuilding()) {
+        try {
+          entry.pIndex->AbortBuild();
+        } catch (...) {  // NOLINT: the exception that is leaving matters more
+        }
+      }
+    }
+  }
+
+  std::vector<CBuildEntry> m_arEntries;
+};
+
+// Progress of the index pass: nRow rows of about nRows / dRate points, from
+// nBase on, never beyond its share, so that the sorting that follows never
+// has to go back.
+WORD PassPosition(DWORD nRow, WORD nBase, WORD nShare, double dRate) {
+  if (dRate == 0.0) {
+    return nBase;
+  }
+  const double dPoints = std::min(nRow / dRate, static_cast<double>(nShare));
+  return static_cast<WORD>(nBase + static_cast<WORD>(dPoints));
+}
+
+// Every column has a type and every text column a key size.
+BOOL AllColumnsKnown(const CCatStd& table) {
+  for (INT_PTR nCol = 0; nCol < table.m_arColNames.GetSize(); ++nCol) {
+    const BYTE nType = table.m_arColTypes[nCol];
+    if (nType == COL_TYPE_NONE || (nType == COL_TYPE_STR && table.m_arColSizes[nCol] == 0)) {
+      return FALSE;
+    }
+  }
+  return TRUE;
+}
+
+// Hands one split cell to the index of its column. FALSE when the index
+// refused an entry; the values of a list that follow are not offered.
+BOOL AddCell(CIndex* pIndex, DWORD nRow, BYTE nKind, const CStringArray& arValues, BYTE nFlags) {
+  switch (nKind) {
+    case CELL_SINGLE:
+      return pIndex->AddValue(nRow, arValues[0]);
+    case CELL_RANGE:
+      return pIndex->AddRange(nRow, arValues[0], arValues[1], nFlags);
+    case CELL_LIST:
+      for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+        if (!pIndex->AddValue(nRow, arValues[i])) {
+          return FALSE;
+        }
+      }
+      return TRUE;
+    case CELL_ANY:
+      return pIndex->AddAny(nRow);
+    default:
+      return TRUE;  // an empty cell has no entry
+  }
+}
+
+// The one pass over the rows that feeds all builds of the run and, with
+// bWriteRows, writes the row table behind the sidecar's header. Gives the
+// number of rows read in nRow; FALSE when an index refused an entry, in which
+// case the pass ended with that row.
+BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgressMonitor* pMonitor,
+              WORD nBase, WORD nShare, double dRate, DWORD& nRow) {
+  const INT_PTR nCols = table.m_arColNames.GetSize();
+  CStringArray arRow;
+  arRow.SetSize(nCols);
+  CStringArray arValues;
+  arValues.SetSize(0, 4);
+  table.SeekLine(table.m_nDataPos);
+  if (bWriteRows) {
+    table.m_fileSide.Seek(table.m_nRowTablePos, CFile::begin);
+  }
+  CRowTableWriter writer(bWriteRows ? &table.m_fileSide : nullptr);
+
+  BOOL bOK = TRUE;
+  nRow = 0;
+  for (;;) {
+    const DWORD nRowPos = table.m_nFilePos;
+    if (table.ReadLine(arRow, 0, nullptr) < 0) {
+      break;
+    }
+    // A short line has empty cells at its end; cells behind the last column
+    // belong to none.
+    arRow.SetSize(nCols);
+    for (const CBuildEntry& entry : builds.m_arEntries) {
+      BYTE nFlags = 0;
+      const BYTE nKind = table.SplitCell(arRow[entry.nCol], arValues, &nFlags);
+      if (!AddCell(entry.pIndex, nRow, nKind, arValues, nFlags)) {
+        bOK = FALSE;
+        break;
+      }
+    }
+    ++nRow;
+    writer.Add(nRowPos);
+    if (pMonitor != nullptr) {
+      pMonitor->SetPos(PassPosition(nRow, nBase, nShare, dRate));
+    }
+    if (!bOK) {
+      break;
+    }
+  }
+  writer.Flush();
+  return bOK;
+}
+
+// Sorts and appends the indexes of the run one behind the other at the end
+// of the sidecar, or aborts them all when the pass failed. A column whose
+// index could not be sorted is left unindexed, since its index on file lacks
+// a zone that its header counts: it loses its offset and its index object,
+// and the next run builds it again. FALSE when that happened.
+BOOL FinishBuilds(CCatStd& table, CBuildList& builds, BOOL bOK, CProgressMonitor* pMonitor) {
+  if (pMonitor != nullptr && bOK) {
+    MonitorStep(pMonitor, MSG_INDEX_SORT);
+    int nPos = pMonitor->GetPos();
+    if (nPos >= POS_END) {
+      nPos = POS_SORT_FROM;
+    }
+    g_nSortShare =
+        static_cast<WORD>((POS_END - nPos) / static_cast<int>(builds.m_arEntries.size()));
+  }
+  BOOL bAllSorted = TRUE;
+  for (CBuildEntry& entry : builds.m_arEntries) {
+    if (!bOK) {
+      entry.pIndex->AbortBuild();
+      continue;
+    }
+    table.m_arColIndexPos[entry.nCol] = static_cast<DWORD>(table.m_fileSide.SeekToEnd());
+    if (!entry.pIndex->EndBuild()) {
+      table.m_arColIndexPos[entry.nCol] = 0;
+      table.m_arColIndexes[entry.nCol] = nullptr;
+      delete entry.pIndex;
+      entry.pIndex = nullptr;
+      bAllSorted = FALSE;
+    }
+  }
+  // Every build has ended: the list must not touch the objects any more,
+  // which DropSide may free.
+  builds.m_arEntries.clear();
+  return bAllSorted;
+}
+
+// One run over a table that is open and not indexed.
+RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
+  CString strSide;
+  table.GetSidePath(strSide, TRUE);
+  const BOOL bNew = !table.m_fileSide.IsOpen();
+  if (!bNew) {
+    table.m_fileSide.Close();
+  }
+  CFileException error;
+  if (!table.m_fileSide.Open(strSide, bNew ? SIDE_CREATE : SIDE_UPDATE, &error)) {
+    return RunEnd::kFailed;
+  }
+  const BOOL bKnown = AllColumnsKnown(table);
+  if (!bKnown || bNew) {
+    table.SaveSide();
+    if (!table.m_fileSide.IsOpen()) {
+      return RunEnd::kSideDropped;
+    }
+  }
+
+  MonitorTitle(pMonitor, MSG_INDEX_TITLE, table.m_strName);
+  if (!bKnown) {
+    MonitorStep(pMonitor, MSG_INDEX_SCAN_TYPES);
+    // A new sidecar gets its row table here; an old one keeps its own.
+    table.ScanColumns(bNew, pMonitor);
+  }
+
+  WORD nBase = 0;
+  WORD nShare = POS_PASS_SHARE_KNOWN;
+  double dRate = 0.0;
+  if (pMonitor != nullptr) {
+    if (bKnown) {
+      dRate = table.m_nRows / static_cast<double>(POS_PASS_SHARE_KNOWN);
+    } else {
+      nBase = POS_SCANNED;
+      nShare = POS_PASS_SHARE_SCANNED;
+      dRate = table.m_nRows / static_cast<double>(POS_PASS_SHARE_SCANNED);
+    }
+    MonitorStep(pMonitor, MSG_INDEX_SCAN_CELLS);
+  }
+
+  CBuildList builds;
+  const short nCols = static_cast<short>(table.m_arColNames.GetSize());
+  for (short nCol = 0; nCol < nCols; ++nCol) {
+    CIndex* pIndex = table.GetColIndex(static_cast<WORD>(nCol));
+    if (pIndex != nullptr && table.m_arColIndexPos[nCol] == 0) {
+      builds.m_arEntries.push_back({static_cast<WORD>(nCol), pIndex});
+      pIndex->BeginBuild(TRUE);
+    }
+  }
+
+  // Without an analysis a new sidecar gets its row table from this pass, so
+  // the pass runs also when no index is missing.
+  const BOOL bWriteRows = bKnown && bNew;
+  const BOOL bPass = !builds.m_arEntries.empty() || bWriteRows;
+  BOOL bOK = TRUE;
+  BOOL bAllSorted = TRUE;
+  DWORD nRow = 0;
+  if (bPass) {
+    bOK = PassRows(table, builds, bWriteRows, pMonitor, nBase, nShare, dRate, nRow);
+  }
+  if (!builds.m_arEntries.empty()) {
+    bAllSorted = FinishBuilds(table, builds, bOK, pMonitor);
+  }
+
+  if (pMonitor != nullptr) {
+    if (pMonitor->GetPos() < POS_END) {
+      pMonitor->SetPos(POS_END);
+    }
+    pMonitor->End();
+  }
+  if (!bOK) {
+    table.DropSide();
+    table.m_bIndexed = FALSE;
+    return RunEnd::kDone;
+  }
+  // A file that grew since its header was written gets its true count here.
+  if (bPass) {
+    table.m_nRows = nRow;
+  }
+  table.SaveSide();
+  if (!table.m_fileSide.IsOpen()) {
+    return RunEnd::kSideDropped;
+  }
+  table.m_fileSide.Close();
+  bOK = table.m_fileSide.Open(strSide, SIDE_READ);
+  table.m_bIndexed = bOK && bAllSorted;
+  return RunEnd::kDone;
+}
+
+}  // namespace
+
+BOOL CCatStd::IndexTable() {
+  if (m_pMaster != nullptr) {
+    return m_pMaster->IndexTable();
+  }
+  CProgressMonitor* pMonitor = GetProgressMonitor();
+  if (!m_bOpen && !Open(nullptr)) {
+    return FALSE;
+  }
+  if (m_bIndexed) {
+    return TRUE;
+  }
+  // SaveSide gives a sidecar up when rewriting its header would move the
+  // row table; the sidecar is then made anew, once, from what is known.
+  for (int nRound = 0; nRound < 2; ++nRound) {
+    switch (RunIndexing(*this, pMonitor)) {
+      case RunEnd::kFailed:
+        return FALSE;
+      case RunEnd::kDone:
+        return TRUE;
+      case RunEnd::kSideDropped:
+        break;
+    }
+  }
+  return FALSE;
+}
