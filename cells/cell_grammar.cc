@@ -41,8 +41,9 @@ void Assign(CStringArray& arValues, INT_PTR nIndex, const char* pBegin, const ch
   arValues.ElementAt(nIndex).SetString(pBegin, static_cast<int>(pEnd - pBegin));
 }
 
-// The range form of a cell that opens with a bracket. FALSE, with nothing
-// written, when the range separator is absent.
+// The range form of a cell that opens with a bracket: false, with nothing
+// written, when the range separator is absent (a null or empty separator
+// never occurs). Brackets are found at any offset.
 bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cClose,
                 const char* pszRangeSep, CStringArray& arValues, BYTE& nFlags) {
   if (pszRangeSep == nullptr || *pszRangeSep == '\0') {
@@ -50,7 +51,8 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
   }
   const size_t nSepLen = strlen(pszRangeSep);
 
-  // One walk up to the separator: the first brackets before it (P1, P2).
+  // One walk up to the separator: the first opening and closing brackets
+  // before it.
   ptrdiff_t nP1 = -1;
   ptrdiff_t nP2 = -1;
   ptrdiff_t nS = -1;
@@ -78,8 +80,8 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
     return false;
   }
 
-  // Behind the separator: the first opening bracket (Q1) and the first
-  // closing bracket before it (Q2); one that follows Q1 decides nothing.
+  // Behind the separator: the first opening bracket and the first closing
+  // bracket before it; a closing bracket further on decides nothing.
   const ptrdiff_t nHighBegin = nS + static_cast<ptrdiff_t>(nSepLen);
   ptrdiff_t nQ1 = -1;
   ptrdiff_t nQ2 = -1;

@@ -28,10 +28,14 @@ double ReadReal(const void* p) {
   return d;
 }
 
-const BYTE* Bytes(const void* p) { return static_cast<const BYTE*>(p); }
+const BYTE* Bytes(const void* p) {
+  return static_cast<const BYTE*>(p);
+}
 
 // True when the pattern stands on a "*" that is its last byte.
-bool AtFinalStar(const BYTE* pPattern) { return pPattern[0] == '*' && pPattern[1] == '\0'; }
+bool AtFinalStar(const BYTE* pPattern) {
+  return pPattern[0] == '*' && pPattern[1] == '\0';
+}
 
 // One character of a multi-byte text under the code page in force: its value
 // (lead * 256 + trail for a double-byte character) and its size in bytes.

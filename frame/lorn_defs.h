@@ -8,52 +8,40 @@
 #include "platform/types.h"
 
 // Kind of a cell, as the splitter reports it.
-enum : BYTE {
-  CELL_EMPTY = 0,   // no text, or spaces only
-  CELL_SINGLE = 1,  // one value
-  CELL_RANGE = 2,   // low and high bound
-  CELL_LIST = 4,    // two or more values, sorted
-  CELL_ANY = 8,     // the lone wildcard: matches every value
-};
+constexpr BYTE CELL_EMPTY = 0;   // no text, or spaces only
+constexpr BYTE CELL_SINGLE = 1;  // one value
+constexpr BYTE CELL_RANGE = 2;   // low and high bound
+constexpr BYTE CELL_LIST = 4;    // two or more values, sorted
+constexpr BYTE CELL_ANY = 8;     // the lone wildcard: matches every value
 
 // Range flags, the flag byte of a CELL_RANGE; stored as they are in index
 // entries. Only RANGE_LOW_OPEN and RANGE_HIGH_OPEN change a comparison.
-enum : BYTE {
-  RANGE_LOW_CLOSED = 1,
-  RANGE_LOW_OPEN = 2,
-  RANGE_HIGH_CLOSED = 4,
-  RANGE_HIGH_OPEN = 8,
-};
+constexpr BYTE RANGE_LOW_CLOSED = 1;
+constexpr BYTE RANGE_LOW_OPEN = 2;
+constexpr BYTE RANGE_HIGH_CLOSED = 4;
+constexpr BYTE RANGE_HIGH_OPEN = 8;
 
 // Column types, usable as a mask. 0: not yet examined.
-enum : BYTE {
-  COL_TYPE_NONE = 0,
-  COL_TYPE_LONG = 1,
-  COL_TYPE_REAL = 2,
-  COL_TYPE_STR = 4,
-};
+constexpr BYTE COL_TYPE_NONE = 0;
+constexpr BYTE COL_TYPE_LONG = 1;
+constexpr BYTE COL_TYPE_REAL = 2;
+constexpr BYTE COL_TYPE_STR = 4;
 
 // Column flags. COL_FLAG_INDEXED: the column is indexed or wanted.
 // 0x20 has no meaning inside the library but is kept like any other bit.
-enum : BYTE {
-  COL_FLAG_INDEXED = 0x10,
-  COL_FLAG_USER = 0x20,
-};
+constexpr BYTE COL_FLAG_INDEXED = 0x10;
+constexpr BYTE COL_FLAG_USER = 0x20;
 
 // Comparison mask of a criterion: what a stored value must be relative to
 // the key. CRIT_DIFFERENT is the exact value 48, never a combination.
-enum : BYTE {
-  CRIT_EQUAL = 1,
-  CRIT_LESS = 16,
-  CRIT_GREATER = 32,
-  CRIT_DIFFERENT = 48,
-};
+constexpr BYTE CRIT_EQUAL = 1;
+constexpr BYTE CRIT_LESS = 16;
+constexpr BYTE CRIT_GREATER = 32;
+constexpr BYTE CRIT_DIFFERENT = 48;
 
 // Connectors between criteria. Only CRIT_OR is tested; any other byte is "and".
-enum : BYTE {
-  CRIT_AND = '&',
-  CRIT_OR = '|',
-};
+constexpr BYTE CRIT_AND = '&';
+constexpr BYTE CRIT_OR = '|';
 
 // The line buffer shared by all tables, and the buffer of index builds.
 constexpr DWORD LINE_BUFFER_SIZE = 61440;

@@ -8,13 +8,19 @@ void CProgressMonitor::SetTitle(const char* /*pszText*/) {}
 
 void CProgressMonitor::SetStep(const char* /*pszText*/) {}
 
-void CProgressMonitor::SetPos(WORD nPos) { m_nPos = nPos; }
+void CProgressMonitor::SetPos(WORD nPos) {
+  m_nPos = nPos;
+}
 
-WORD CProgressMonitor::GetPos() { return m_nPos; }
+WORD CProgressMonitor::GetPos() {
+  return m_nPos;
+}
 
 void CProgressMonitor::End() {}
 
-void CProgressMonitor::GetMessage(WORD nId, CString& strText) { GetMessageText(nId, strText); }
+void CProgressMonitor::GetMessage(WORD nId, CString& strText) {
+  GetMessageText(nId, strText);
+}
 
 void CProgressMonitor::ShowError(const char* /*pszText*/) {}
 

@@ -19,20 +19,18 @@
 #include "platform/types.h"
 
 // Message numbers.
-enum : WORD {
-  MSG_INDEX_TITLE = 0,
-  MSG_INDEX_SCAN_TYPES = 1,
-  MSG_INDEX_SCAN_CELLS = 2,
-  MSG_INDEX_SORT = 3,
-  MSG_COMPACT_TITLE = 4,
-  MSG_UNCOMPACT_TITLE = 5,
-  MSG_CRYPT_TITLE = 6,
-  MSG_DECRYPT_TITLE = 7,
-  MSG_SEARCH_WAIT = 8,
-  MSG_SORT_FAILED = 9,
-  MSG_OPEN_FAILED = 10,
-  MSG_CREATE_FAILED = 11,
-};
+constexpr WORD MSG_INDEX_TITLE = 0;
+constexpr WORD MSG_INDEX_SCAN_TYPES = 1;
+constexpr WORD MSG_INDEX_SCAN_CELLS = 2;
+constexpr WORD MSG_INDEX_SORT = 3;
+constexpr WORD MSG_COMPACT_TITLE = 4;
+constexpr WORD MSG_UNCOMPACT_TITLE = 5;
+constexpr WORD MSG_CRYPT_TITLE = 6;
+constexpr WORD MSG_DECRYPT_TITLE = 7;
+constexpr WORD MSG_SEARCH_WAIT = 8;
+constexpr WORD MSG_SORT_FAILED = 9;
+constexpr WORD MSG_OPEN_FAILED = 10;
+constexpr WORD MSG_CREATE_FAILED = 11;
 
 // The monitor a host supplies with SetProgressMonitor. The library calls it
 // on the caller's thread, from within the operation; it looks at no result

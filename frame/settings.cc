@@ -69,11 +69,21 @@ CLornDynLinkLibrary* InitLibrary() {
   return s_pLibrary;
 }
 
-char& SettingColSep() { return s_pLibrary ? s_pLibrary->m_cColSep : s_cColSep; }
-char& SettingRangeOpen() { return s_pLibrary ? s_pLibrary->m_cRangeOpen : s_cRangeOpen; }
-char& SettingRangeClose() { return s_pLibrary ? s_pLibrary->m_cRangeClose : s_cRangeClose; }
-char& SettingValueSep() { return s_pLibrary ? s_pLibrary->m_cValueSep : s_cValueSep; }
-char& SettingAnyValue() { return s_pLibrary ? s_pLibrary->m_cAnyValue : s_cAnyValue; }
+char& SettingColSep() {
+  return s_pLibrary ? s_pLibrary->m_cColSep : s_cColSep;
+}
+char& SettingRangeOpen() {
+  return s_pLibrary ? s_pLibrary->m_cRangeOpen : s_cRangeOpen;
+}
+char& SettingRangeClose() {
+  return s_pLibrary ? s_pLibrary->m_cRangeClose : s_cRangeClose;
+}
+char& SettingValueSep() {
+  return s_pLibrary ? s_pLibrary->m_cValueSep : s_cValueSep;
+}
+char& SettingAnyValue() {
+  return s_pLibrary ? s_pLibrary->m_cAnyValue : s_cAnyValue;
+}
 
 CString& SettingRangeSep() {
   if (s_pLibrary != nullptr) {
@@ -90,7 +100,9 @@ CString& SettingCatalogDir() {
   return s_pLibrary ? s_pLibrary->m_strCatalogDir : ProcessCatalogDir();
 }
 
-CProgressMonitor*& SettingMonitor() { return s_pLibrary ? s_pLibrary->m_pMonitor : s_pMonitor; }
+CProgressMonitor*& SettingMonitor() {
+  return s_pLibrary ? s_pLibrary->m_pMonitor : s_pMonitor;
+}
 
 void GetCellSettings(CCellSettings& settings) {
   if (s_pLibrary == nullptr) {
@@ -161,9 +173,13 @@ BOOL SetDefaultLocale(const char* pszLocale) {
   return TRUE;
 }
 
-void SetProgressMonitor(CProgressMonitor* pMonitor) { SettingMonitor() = pMonitor; }
+void SetProgressMonitor(CProgressMonitor* pMonitor) {
+  SettingMonitor() = pMonitor;
+}
 
-CProgressMonitor* GetProgressMonitor() { return SettingMonitor(); }
+CProgressMonitor* GetProgressMonitor() {
+  return SettingMonitor();
+}
 
 BYTE SplitCellDefault(const char* pszCell, CStringArray& arValues, BYTE* pFlags) {
   CCellSettings settings;

@@ -83,9 +83,13 @@ int CSortStringArray::CompareString(const void* p1, const void* p2) {
   return static_cast<const CString*>(p1)->Compare(*static_cast<const CString*>(p2));
 }
 
-void CSortStringArray::Sort() { SortArray(this); }
+void CSortStringArray::Sort() {
+  SortArray(this);
+}
 
-void CSortStringArray::SortItems() { Sort(); }
+void CSortStringArray::SortItems() {
+  Sort();
+}
 
 void CSortStringArray::SortArray(CStringArray* pArray) {
   if (pArray == nullptr || pArray->GetSize() < 2) {
@@ -132,7 +136,9 @@ void CSortWordArray::Sort() {
   }
 }
 
-void CSortWordArray::SortItems() { Sort(); }
+void CSortWordArray::SortItems() {
+  Sort();
+}
 
 void CSortWordArray::Append(const CWordArray* pArray) {
   if (pArray == nullptr) {
@@ -190,9 +196,13 @@ int CSortDWordArray::CompareDWord(const void* p1, const void* p2) {
   return n1 > n2 ? 1 : (n1 < n2 ? -1 : 0);
 }
 
-void CSortDWordArray::Sort() { SortArray(this); }
+void CSortDWordArray::Sort() {
+  SortArray(this);
+}
 
-void CSortDWordArray::SortItems() { Sort(); }
+void CSortDWordArray::SortItems() {
+  Sort();
+}
 
 void CSortDWordArray::SortArray(CDWordArray* pArray) {
   if (pArray != nullptr && pArray->GetSize() > 1) {

@@ -7,7 +7,6 @@
 
 #include <bit>
 #include <cstdint>
-#include <cstdlib>
 
 #include "platform/types.h"
 
@@ -50,26 +49,5 @@ inline void PutQword(BYTE* p, ULONGLONG n) {
 // IEEE doubles travel as their 64-bit pattern.
 inline double GetDouble(const BYTE* p) { return std::bit_cast<double>(GetQword(p)); }
 inline void PutDouble(BYTE* p, double d) { PutQword(p, std::bit_cast<ULONGLONG>(d)); }
-
-// The Long key of a value text: what atol reads, 0 for nothing, held to the
-// 32-bit range (beyond it the nearest end, as the 32-bit atol gives).
-inline LONG ParseLongKey(const char* pszValue) {
-  if (pszValue == nullptr) {
-    return 0;
-  }
-  long long n = std::strtoll(pszValue, nullptr, 10);
-  if (n > INT32_MAX) {
-    return INT32_MAX;
-  }
-  if (n < INT32_MIN) {
-    return INT32_MIN;
-  }
-  return static_cast<LONG>(n);
-}
-
-// The Real key of a value text: what strtod reads, 0 for nothing.
-inline double ParseRealKey(const char* pszValue) {
-  return pszValue == nullptr ? 0.0 : std::strtod(pszValue, nullptr);
-}
 
 #endif  // LORN_INDEX_ENTRY_CODEC_H_

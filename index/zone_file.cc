@@ -1,7 +1,5 @@
 #include "index/zone_file.h"
 
-#include <cstring>
-
 void CZoneFile::Append(const void* pData, UINT nCount) {
   if (m_abPending.capacity() < ZONE_WRITE_BUFFER_SIZE) {
     m_abPending.reserve(ZONE_WRITE_BUFFER_SIZE);

@@ -18,7 +18,7 @@ void SerializeScalars(TArray& arr, CArchive& ar, ULONGLONG nElementSize) {
     return;
   }
   DWORD nCount = ar.ReadCount();
-  //Y
+  ar.EnsureBytesLeft(nElementSize * nCount);
   arr.SetSize(nCount);
   for (DWORD i = 0; i < nCount; ++i) {
     ar >> arr.GetData()[i];
@@ -34,16 +34,20 @@ void CByteArray::Serialize(CArchive& ar) {
     return;
   }
   DWORD nCount = ar.ReadCount();
-  //X
+  ar.EnsureBytesLeft(nCount);
   SetSize(nCount);
   if (nCount > 0 && ar.Read(GetData(), nCount) != nCount) {
     AfxThrowArchiveException(CArchiveException::endOfFile);
   }
 }
 
-void CWordArray::Serialize(CArchive& ar) { SerializeScalars(*this, ar, sizeof(WORD)); }
+void CWordArray::Serialize(CArchive& ar) {
+  SerializeScalars(*this, ar, sizeof(WORD));
+}
 
-void CDWordArray::Serialize(CArchive& ar) { SerializeScalars(*this, ar, sizeof(DWORD)); }
+void CDWordArray::Serialize(CArchive& ar) {
+  SerializeScalars(*this, ar, sizeof(DWORD));
+}
 
 void CStringArray::Serialize(CArchive& ar) {
   // Every stored string takes at least its one length byte.

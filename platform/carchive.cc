@@ -216,7 +216,7 @@ void CArchive::Flush() {
   UINT nUnread = m_nBufMax - m_nBufCur;
   m_nBufCur = 0;
   m_nBufMax = 0;
-  if (nUnread > 1000000) {
+  if (nUnread > 0) {
     m_pFile->Seek(-static_cast<LONGLONG>(nUnread), CFile::current);
   }
 }
@@ -273,9 +273,13 @@ ULONGLONG CArchive::LoadUnsigned(UINT nBytes) {
   return nValue;
 }
 
-CArchive& CArchive::operator<<(float f) { return StoreUnsigned(std::bit_cast<DWORD>(f), 4); }
+CArchive& CArchive::operator<<(float f) {
+  return StoreUnsigned(std::bit_cast<DWORD>(f), 4);
+}
 
-CArchive& CArchive::operator<<(double d) { return StoreUnsigned(std::bit_cast<ULONGLONG>(d), 8); }
+CArchive& CArchive::operator<<(double d) {
+  return StoreUnsigned(std::bit_cast<ULONGLONG>(d), 8);
+}
 
 CArchive& CArchive::operator>>(BYTE& by) {
   by = static_cast<BYTE>(LoadUnsigned(1));
@@ -395,8 +399,7 @@ void CArchive::WriteClass(const CRuntimeClass* pClassRef) {
   if (nNameLen > 0xFFFF) {
     Throw(CArchiveException::badClass);
   }
-  *this << kNewClassTag << static_cast<WORD>(pClassRef->m_wSchema)
-        << static_cast<WORD>(nNameLen);
+  *this << kNewClassTag << static_cast<WORD>(pClassRef->m_wSchema) << static_cast<WORD>(nNameLen);
   Write(pClassRef->m_lpszClassName, static_cast<UINT>(nNameLen));
   m_mapStoredClasses.emplace(pClassRef, NextNumber());
 }
@@ -500,6 +503,7 @@ CObject* CArchive::ReadObject(const CRuntimeClass* pClassRefRequested) {
     if (nIndex < m_arLoaded.size()) {
       m_arLoaded[nIndex].m_pObject = nullptr;
     }
+    delete pOb;
     throw;
   }
   return pOb;
@@ -522,8 +526,9 @@ CArchive& operator>>(CArchive& ar, CString& str) {
   bool bWide = false;
   ULONGLONG nLength = ReadStringLength(ar, bWide);
   if (nLength > static_cast<ULONGLONG>(INT_MAX)) {
-    // Past the largest string there is; a file that long is not read.
-    ar.EnsureBytesLeft(bWide ? 2 * nLength : nLength);
+    // Longer than any CString: truncated data still reports endOfFile, a
+    // file that really holds that much is refused.
+    ar.EnsureBytesLeft(nLength);
     ThrowFor(ar, CArchiveException::genericException);
   }
   if (!bWide) {

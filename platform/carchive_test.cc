@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/cfile.h"
@@ -101,45 +102,31 @@ std::string Hex(const std::string& str, size_t nMax = 64) {
 }
 
 TEST(CArchive, ScalarsAreLittleEndian) {
-  std::string strBytes = Store([](CArchive& ar) {
-    ar << BYTE{0x12} << WORD{0x3456} << DWORD{0x789ABCDE} << -2 << LONGLONG{-3} << 1.5 << 2.0f
-       << true << 'z' << short{-1};
-  });
+  const auto values = std::make_tuple(BYTE{0x12}, WORD{0x3456}, DWORD{0x789ABCDE}, -2, LONGLONG{-3},
+                                      1.5, 2.0f, true, 'z', short{-1});
+  std::string strBytes =
+      Store([&](CArchive& ar) { std::apply([&](auto... v) { (ar << ... << v); }, values); });
   EXPECT_EQ(
       "12 56 34 de bc 9a 78 fe ff ff ff fd ff ff ff ff ff ff ff 00 00 00 00 00 00 f8 3f "
       "00 00 00 40 01 7a ff ff",
       Hex(strBytes));
-  EXPECT_EQ(CArchiveException::none, Load(strBytes, [](CArchive& ar) {
-              BYTE by;
-              WORD w;
-              DWORD dw;
-              int n;
-              LONGLONG ll;
-              double d;
-              float f;
-              bool b;
-              char ch;
-              short s;
-              ar >> by >> w >> dw >> n >> ll >> d >> f >> b >> ch >> s;
-              EXPECT_EQ(0x12, by);
-              EXPECT_EQ(0x3456, w);
-              EXPECT_EQ(0x789ABCDEu, dw);
-              EXPECT_EQ(-2, n);
-              EXPECT_EQ(-3, ll);
-              EXPECT_EQ(1.5, d);
-              EXPECT_EQ(2.0f, f);
-              EXPECT_TRUE(b);
-              EXPECT_EQ('z', ch);
-              EXPECT_EQ(-1, s);
+  auto loaded = values;
+  loaded = {};
+  EXPECT_EQ(CArchiveException::none, Load(strBytes, [&](CArchive& ar) {
+              std::apply([&](auto&... v) { (ar >> ... >> v); }, loaded);
             }));
+  EXPECT_EQ(values, loaded);
 }
 
 TEST(CArchive, StringAndCountLengthBoundaries) {
   const struct {
     int nLength;
     const char* pszPrefix;
-  } aCases[] = {{0, "00"},           {254, "fe"},           {255, "ff ff 00"},
-                {0xFFFD, "ff fd ff"}, {0xFFFE, "ff ff ff fe ff 00 00"},
+  } aCases[] = {{0, "00"},
+                {254, "fe"},
+                {255, "ff ff 00"},
+                {0xFFFD, "ff fd ff"},
+                {0xFFFE, "ff ff ff fe ff 00 00"},
                 {0x10000, "ff ff ff 00 00 01 00"}};
   for (const auto& c : aCases) {
     CString str(std::string(static_cast<size_t>(c.nLength), 'q').c_str());
@@ -149,13 +136,16 @@ TEST(CArchive, StringAndCountLengthBoundaries) {
     EXPECT_EQ(strPrefix, Hex(strBytes, nPrefix)) << c.nLength;
     EXPECT_EQ(nPrefix + static_cast<size_t>(c.nLength), strBytes.size());
     CString strBack("old");
-    EXPECT_EQ(CArchiveException::none, Load(strBytes, [&](CArchive& ar) { ar >> strBack; }, 64));
+    EXPECT_EQ(CArchiveException::none, Load(
+                                           strBytes, [&](CArchive& ar) { ar >> strBack; }, 64));
     EXPECT_EQ(str, strBack);
   }
   const struct {
     DWORD nCount;
     const char* pszBytes;
-  } aCounts[] = {{0, "00 00"}, {0xFFFE, "fe ff"}, {0xFFFF, "ff ff ff ff 00 00"},
+  } aCounts[] = {{0, "00 00"},
+                 {0xFFFE, "fe ff"},
+                 {0xFFFF, "ff ff ff ff 00 00"},
                  {0x12345678, "ff ff 78 56 34 12"}};
   for (const auto& c : aCounts) {
     std::string strBytes = Store([&](CArchive& ar) { ar.WriteCount(c.nCount); });
@@ -216,7 +206,10 @@ TEST(CArchive, ArraysRoundTripAndReplaceContent) {
 TEST(CArchive, LoadsTheWideForm) {
   ASSERT_EQ(0, _setmbcp(1252));
   CString str;
-  std::string strShort("\xff\xfe\xff\x03" "a\0b\0\xe9\0", 10);
+  std::string strShort(
+      "\xff\xfe\xff\x03"
+      "a\0b\0\xe9\0",
+      10);
   EXPECT_EQ(CArchiveException::none, Load(strShort, [&](CArchive& ar) { ar >> str; }));
   EXPECT_EQ(CString("ab\xe9"), str);
   // A wide length of 256 units in its WORD form.
@@ -322,7 +315,10 @@ TEST(CArchive, ClassChecks) {
   std::string strUnknown = strItem;
   strUnknown[6] = 'X';
   EXPECT_EQ(CArchiveException::badClass, Cause(strUnknown, nullptr));
-  std::string strNotSerial("\xff\xff\xff\xff\x07\x00" "CObject", 13);
+  std::string strNotSerial(
+      "\xff\xff\xff\xff\x07\x00"
+      "CObject",
+      13);
   EXPECT_EQ(CArchiveException::badClass, Cause(strNotSerial, nullptr));
   std::string strSchema = strItem;
   strSchema[2] = 2;
@@ -397,8 +393,8 @@ int CauseUnderMemoryLimit(const std::string& strBytes, const Fn& fnLoad) {
       }
       std::fclose(pStatm);
     }
-    rlim_t nLimit = static_cast<rlim_t>(nPages) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) +
-                    (256u << 20);
+    rlim_t nLimit =
+        static_cast<rlim_t>(nPages) * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE)) + (256u << 20);
     struct rlimit limit = {nLimit, nLimit};
     ::setrlimit(RLIMIT_AS, &limit);
     int nCause = 100;
@@ -430,9 +426,18 @@ TEST(CArchive, HugeLengthsInAShortFileRaiseEndOfFile) {
 #ifdef LORN_TEST_ASAN
   GTEST_SKIP() << "the address space limit conflicts with the sanitizer's shadow memory";
 #endif
-  const std::string strHugeCount("\xff\xff\xf0\xff\xff\x7f" "abcdefgh", 14);
-  const std::string strHugeString("\xff\xff\xff\xf0\xff\xff\x7f" "abcd", 11);
-  const std::string strHugeWide("\xff\xfe\xff\xff\xff\xff\xf0\xff\xff\x3f" "ab", 12);
+  const std::string strHugeCount(
+      "\xff\xff\xf0\xff\xff\x7f"
+      "abcdefgh",
+      14);
+  const std::string strHugeString(
+      "\xff\xff\xff\xf0\xff\xff\x7f"
+      "abcd",
+      11);
+  const std::string strHugeWide(
+      "\xff\xfe\xff\xff\xff\xff\xf0\xff\xff\x3f"
+      "ab",
+      12);
   const std::string strHuge64("\xff\xff\xff\xff\xff\xff\xff\x00\x00\x00\x00\x01\x00\x00\x00", 15);
   auto LoadArray = [](auto* pArray) {
     return [pArray](CArchive& ar) {

@@ -211,7 +211,9 @@ void CFile::Abort() {
   m_strFileName.Empty();
 }
 
-void CFile::ThrowErrno(int nErrno) const { ThrowForPath(nErrno, m_strFileName.GetString()); }
+void CFile::ThrowErrno(int nErrno) const {
+  ThrowForPath(nErrno, m_strFileName.GetString());
+}
 
 UINT CFile::Read(void* lpBuf, UINT nCount) {
   if (!IsOpen()) {

@@ -51,11 +51,11 @@ class LORN_API CTime {
 #define LORN_MAX_PATH 4096
 
 struct LORN_API CFileStatus {
-  CTime m_ctime;     // last status change (the system keeps no creation time)
-  CTime m_mtime;     // last modification
-  CTime m_atime;     // last access
+  CTime m_ctime;  // last status change (the system keeps no creation time)
+  CTime m_mtime;  // last modification
+  CTime m_atime;  // last access
   ULONGLONG m_size = 0;
-  BYTE m_attribute = 0;  // CFile::Attribute bits
+  BYTE m_attribute = 0;                   // CFile::Attribute bits
   char m_szFullName[LORN_MAX_PATH] = {};  // absolute path; truncated if longer
 };
 

@@ -1,0 +1,44 @@
+// Sorting the entries of a zone at the end of an index build, with a fixed
+// amount of memory whatever the number of entries.
+//
+// Entries that fit SORT_RUN_BYTES are sorted in memory. More are cut into
+// runs of that size, each sorted in memory and written back in place, then
+// merged SORT_MAX_WAYS runs at a time; passes alternate between the source
+// file and one private temporary file (prefix "sdx"), and the last pass
+// writes to the destination. The sort is stable: entries that compare equal
+// keep the order in which they stand in the source.
+#ifndef LORN_INDEX_ENTRY_SORT_H_
+#define LORN_INDEX_ENTRY_SORT_H_
+
+#include "frame/comparators.h"
+#include "frame/monitor.h"
+#include "platform/cfile.h"
+#include "platform/lorn_export.h"
+#include "platform/types.h"
+
+constexpr DWORD SORT_RUN_BYTES = 4u << 20;
+constexpr DWORD SORT_MAX_WAYS = 64;
+// Output of the sort goes through a buffer of this size.
+constexpr DWORD SORT_OUT_BUFFER_SIZE = 65536;
+
+// Reads nCount entries of nEntrySize bytes from the start of pSrc and writes
+// them, ordered by pfnCompareEntries (its low 16 bits read as signed), at
+// the current position of pDest. nRunBytes is the size of the run buffer,
+// at least three entries are used. pSrc's content is undefined afterwards;
+// pDest must be another file.
+//
+// Memory: the run buffer, 4 to 8 bytes per entry of one run for the order,
+// and the output buffer. Progress: with pMonitor, the position moves from
+// where it stands by up to nShare points, never backward, and stands at the
+// start plus nShare when the sort succeeds.
+//
+// FALSE when pSrc holds fewer than nCount entries or the temporary file
+// cannot be made; pDest may then have received part of the entries.
+// CFileException from the files passes through. The temporary file is gone
+// when the call returns, also when an exception leaves it.
+LORN_INTERNAL BOOL SortEntries(CFile* pSrc, DWORD nCount, WORD nEntrySize,
+                               PFN_COMPARE pfnCompareEntries, CFile* pDest,
+                               CProgressMonitor* pMonitor, WORD nShare,
+                               DWORD nRunBytes = SORT_RUN_BYTES);
+
+#endif  // LORN_INDEX_ENTRY_SORT_H_

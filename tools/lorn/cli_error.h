@@ -1,0 +1,32 @@
+// Errors of the lorn command. Every failure reaches main as one exception and
+// becomes one line on standard error, "lorn: ...", with exit status 2; a
+// closed standard output ends the command quietly.
+#ifndef LORN_TOOLS_LORN_CLI_ERROR_H_
+#define LORN_TOOLS_LORN_CLI_ERROR_H_
+
+#include <stdexcept>
+#include <string>
+
+#include "platform/exceptions.h"
+
+// A failure the user can act on. The text names the file, the column or the
+// token at fault; main prints it behind "lorn: ".
+class CCliError : public std::runtime_error {
+ public:
+  explicit CCliError(const std::string& strText) : std::runtime_error(strText) {}
+};
+
+// Standard output was closed by its reader (EPIPE). Not an error: the
+// command stops and exits with status 0.
+class CBrokenPipe : public std::exception {
+ public:
+  const char* what() const noexcept override { return "broken pipe"; }
+};
+
+// printf-style formatting into a std::string.
+std::string Format(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
+
+// One line for an exception of the library: the file it names and why.
+std::string DescribeException(const CException& e);
+
+#endif  // LORN_TOOLS_LORN_CLI_ERROR_H_

@@ -1,0 +1,128 @@
+#include "tools/lorn/cli_output.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/lorn/cli_error.h"
+
+COutput::COutput(FILE* pFile, bool bJson) : m_pFile(pFile), m_bJson(bJson) {}
+
+std::string COutput::Text(const char* pszText) const {
+  std::string strText = pszText != nullptr ? pszText : "";
+  return m_pCodec != nullptr ? m_pCodec->ToUtf8(strText) : strText;
+}
+
+void COutput::Check() {
+  if (!std::ferror(m_pFile)) {
+    return;
+  }
+  int nError = errno;
+  if (nError == EPIPE) {
+    throw CBrokenPipe();
+  }
+  throw CCliError(Format("standard output: %s", std::strerror(nError)));
+}
+
+void COutput::Write(const std::string& strBytes) {
+  errno = 0;
+  if (!strBytes.empty() &&
+      std::fwrite(strBytes.data(), 1, strBytes.size(), m_pFile) != strBytes.size()) {
+    Check();
+    throw CCliError("standard output: short write");
+  }
+}
+
+void COutput::Line(const std::string& strLine) {
+  Write(strLine + "\n");
+}
+
+void COutput::Flush() {
+  errno = 0;
+  if (std::fflush(m_pFile) != 0) {
+    Check();
+    throw CCliError(Format("standard output: %s", std::strerror(errno)));
+  }
+}
+
+std::string COutput::JsonString(const std::string& strText) {
+  std::string strOut = "\"";
+  for (unsigned char c : strText) {
+    switch (c) {
+      case '"':
+        strOut += "\\\"";
+        break;
+      case '\\':
+        strOut += "\\\\";
+        break;
+      case '\n':
+        strOut += "\\n";
+        break;
+      case '\r':
+        strOut += "\\r";
+        break;
+      case '\t':
+        strOut += "\\t";
+        break;
+      default:
+        if (c < 0x20 || c == 0x7F) {
+          strOut += Format("\\u%04x", c);
+        } else {
+          strOut += static_cast<char>(c);
+        }
+        break;
+    }
+  }
+  return strOut + "\"";
+}
+
+void COutput::BeginRows(const CStringArray& arNames, bool bRowNumbers) {
+  m_bRowNumbers = bRowNumbers;
+  m_arKeys.clear();
+  std::string strHeader = bRowNumbers ? "#" : "";
+  for (INT_PTR i = 0; i < arNames.GetSize(); ++i) {
+    std::string strName = Text(arNames.GetAt(i));
+    m_arKeys.push_back(JsonString(strName));
+    if (i > 0 || bRowNumbers) {
+      strHeader += '\t';
+    }
+    strHeader += strName;
+  }
+  if (!m_bJson) {
+    Line(strHeader);
+  }
+}
+
+void COutput::Row(DWORD nRow, const CStringArray& arCells) {
+  std::string strLine;
+  if (m_bJson) {
+    strLine = "{";
+    if (m_bRowNumbers) {
+      strLine += "\"#\":" + std::to_string(nRow);
+    }
+    for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
+      if (i > 0 || m_bRowNumbers) {
+        strLine += ',';
+      }
+      size_t nKey = static_cast<size_t>(i);
+      strLine += nKey < m_arKeys.size() ? m_arKeys[nKey] : JsonString(std::to_string(i));
+      strLine += ':';
+      strLine += JsonString(Text(arCells.GetAt(i)));
+    }
+    strLine += '}';
+  } else {
+    if (m_bRowNumbers) {
+      strLine = std::to_string(nRow);
+    }
+    for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
+      if (i > 0 || m_bRowNumbers) {
+        strLine += '\t';
+      }
+      strLine += Text(arCells.GetAt(i));
+    }
+  }
+  Line(strLine);
+}
+
+void COutput::Value(const char* pszValue) {
+  Line(m_bJson ? JsonString(Text(pszValue)) : Text(pszValue));
+}

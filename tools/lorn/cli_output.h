@@ -1,0 +1,60 @@
+// Standard output of the lorn command: rows as TSV (cells separated by TAB,
+// one row a line) or as JSON lines (one object a row, keyed by column name).
+//
+// TSV gives the table's own bytes unless a codec is set (--utf8). JSON text
+// is UTF-8 by definition, so JSON output always goes through the codec.
+// A write refused with EPIPE raises CBrokenPipe; any other write error a
+// CCliError.
+#ifndef LORN_TOOLS_LORN_CLI_OUTPUT_H_
+#define LORN_TOOLS_LORN_CLI_OUTPUT_H_
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/collections.h"
+#include "platform/cstring.h"
+#include "platform/types.h"
+#include "tools/lorn/cli_text.h"
+
+class COutput {
+ public:
+  // pFile is not owned.
+  COutput(FILE* pFile, bool bJson);
+
+  bool IsJson() const { return m_bJson; }
+  // The codec for table text; null: bytes as they stand. Not owned.
+  void SetCodec(const CTextCodec* pCodec) { m_pCodec = pCodec; }
+  const CTextCodec* GetCodec() const { return m_pCodec; }
+
+  // Table text as it goes out: through the codec when one is set.
+  std::string Text(const char* pszText) const;
+
+  // Raw bytes, and a line with its "\n".
+  void Write(const std::string& strBytes);
+  void Line(const std::string& strLine);
+
+  // Rows. BeginRows takes the column names (table text): TSV prints them as
+  // the header line ("#" first with row numbers), JSON keeps them as keys.
+  void BeginRows(const CStringArray& arNames, bool bRowNumbers);
+  void Row(DWORD nRow, const CStringArray& arCells);
+  // One value a line (TSV) or one JSON string a line.
+  void Value(const char* pszValue);
+
+  // Flushes; a failure raises as Write does.
+  void Flush();
+
+  // A JSON string literal of UTF-8 text.
+  static std::string JsonString(const std::string& strText);
+
+ private:
+  void Check();
+
+  FILE* m_pFile;
+  bool m_bJson;
+  const CTextCodec* m_pCodec = nullptr;
+  bool m_bRowNumbers = false;
+  std::vector<std::string> m_arKeys;  // JSON string literals of the names
+};
+
+#endif  // LORN_TOOLS_LORN_CLI_OUTPUT_H_

@@ -1,0 +1,139 @@
+#include "tools/lorn/cli_text.h"
+
+#include <cerrno>
+#include <string>
+
+#include "platform/ctype_locale.h"
+#include "tools/lorn/cli_error.h"
+
+namespace {
+
+const iconv_t kNoConverter = reinterpret_cast<iconv_t>(-1);
+
+// iconv names of a Windows code page, best first: not every C library knows
+// the "CPnnn" spelling of the double-byte pages.
+iconv_t OpenConverter(int nCodePage, bool bToUtf8) {
+  std::string astrNames[3] = {"CP" + std::to_string(nCodePage), "", ""};
+  switch (nCodePage) {
+    case 932:
+      astrNames[1] = "SHIFT_JIS";
+      astrNames[2] = "SJIS";
+      break;
+    case 936:
+      astrNames[1] = "GBK";
+      break;
+    case 949:
+      astrNames[1] = "UHC";
+      break;
+    case 950:
+      astrNames[1] = "BIG5";
+      break;
+    default:
+      astrNames[1] = "WINDOWS-" + std::to_string(nCodePage);
+      break;
+  }
+  for (const std::string& strName : astrNames) {
+    if (strName.empty()) {
+      continue;
+    }
+    iconv_t cd = bToUtf8 ? iconv_open("UTF-8", strName.c_str())
+                         : iconv_open(strName.c_str(), "UTF-8");
+    if (cd != kNoConverter) {
+      return cd;
+    }
+  }
+  return kNoConverter;
+}
+
+// Runs one conversion. bLenient: a sequence that cannot be converted becomes
+// U+FFFD (output is UTF-8) and one input byte is skipped; otherwise the
+// conversion fails and gives false.
+bool Convert(iconv_t cd, const std::string& strIn, std::string& strOut, bool bLenient) {
+  iconv(cd, nullptr, nullptr, nullptr, nullptr);
+  strOut.clear();
+  char* pIn = const_cast<char*>(strIn.data());
+  size_t nInLeft = strIn.size();
+  char buffer[1024];
+  while (true) {
+    char* pOut = buffer;
+    size_t nOutLeft = sizeof(buffer);
+    size_t nResult = nInLeft == 0 ? iconv(cd, nullptr, nullptr, &pOut, &nOutLeft)
+                                  : iconv(cd, &pIn, &nInLeft, &pOut, &nOutLeft);
+    int nError = errno;
+    strOut.append(buffer, static_cast<size_t>(pOut - buffer));
+    if (nResult != static_cast<size_t>(-1)) {
+      if (nInLeft == 0) {
+        return true;
+      }
+      continue;
+    }
+    if (nError == E2BIG) {
+      continue;
+    }
+    if ((nError == EILSEQ || nError == EINVAL) && bLenient) {
+      strOut += "\xEF\xBF\xBD";
+      ++pIn;
+      --nInLeft;
+      iconv(cd, nullptr, nullptr, nullptr, nullptr);
+      continue;
+    }
+    return false;
+  }
+}
+
+}  // namespace
+
+CTextCodec::CTextCodec(int nCodePage)
+    : m_nCodePage(nCodePage),
+      m_toUtf8(OpenConverter(nCodePage, true)),
+      m_fromUtf8(OpenConverter(nCodePage, false)) {
+  if (m_toUtf8 == kNoConverter || m_fromUtf8 == kNoConverter) {
+    if (m_toUtf8 != kNoConverter) {
+      iconv_close(m_toUtf8);
+    }
+    if (m_fromUtf8 != kNoConverter) {
+      iconv_close(m_fromUtf8);
+    }
+    throw CCliError(Format("no converter between code page %d and UTF-8 on this system",
+                           nCodePage));
+  }
+}
+
+CTextCodec::~CTextCodec() {
+  iconv_close(m_toUtf8);
+  iconv_close(m_fromUtf8);
+}
+
+std::string CTextCodec::ToUtf8(const std::string& strText) const {
+  std::string strOut;
+  Convert(m_toUtf8, strText, strOut, true);
+  return strOut;
+}
+
+std::string CTextCodec::FromUtf8(const std::string& strText) const {
+  std::string strOut;
+  if (!Convert(m_fromUtf8, strText, strOut, false)) {
+    throw CCliError(Format("\"%s\" cannot be written in code page %d", strText.c_str(),
+                           m_nCodePage));
+  }
+  return strOut;
+}
+
+std::string Cp1252ToUtf8(const std::string& strText) {
+  static const CTextCodec s_codec(1252);
+  return s_codec.ToUtf8(strText);
+}
+
+int CodePageOfLocale(const char* pszLocale) {
+  if (pszLocale == nullptr || *pszLocale == '\0') {
+    return 1252;
+  }
+  const char* pszCurrent = SetCtypeLocale(nullptr);
+  std::string strSaved = pszCurrent != nullptr ? pszCurrent : "C";
+  int nCodePage = 1252;
+  if (SetCtypeLocale(pszLocale) != nullptr) {
+    nCodePage = GetCtypeCodePage();
+    SetCtypeLocale(strSaved.c_str());
+  }
+  return nCodePage;
+}
