@@ -22,9 +22,7 @@ std::string Format(const char* pszFormat, ...) {
   return strText;
 }
 
-namespace {
-
-std::string FileCauseText(const CFileException& e) {
+std::string FileErrorText(const CFileException& e) {
   switch (e.m_cause) {
     case CFileException::sharingViolation:
     case CFileException::lockViolation:
@@ -44,6 +42,8 @@ std::string FileCauseText(const CFileException& e) {
   return e.what();
 }
 
+namespace {
+
 bool EndsWithNoCase(const CString& strText, const char* pszTail) {
   int nTail = static_cast<int>(std::strlen(pszTail));
   return strText.GetLength() >= nTail && strText.Right(nTail).CompareNoCase(pszTail) == 0;
@@ -53,7 +53,7 @@ bool EndsWithNoCase(const CString& strText, const char* pszTail) {
 
 std::string DescribeException(const CException& e) {
   if (const auto* pFile = dynamic_cast<const CFileException*>(&e)) {
-    std::string strCause = FileCauseText(*pFile);
+    std::string strCause = FileErrorText(*pFile);
     if (pFile->m_strFileName.IsEmpty()) {
       return strCause;
     }

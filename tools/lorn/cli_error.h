@@ -28,5 +28,8 @@ std::string Format(const char* pszFormat, ...) __attribute__((format(printf, 1, 
 
 // One line for an exception of the library: the file it names and why.
 std::string DescribeException(const CException& e);
+// Why a file operation failed, without the file name: "locked by another
+// process", or the system's text for the error number.
+std::string FileErrorText(const CFileException& e);
 
 #endif  // LORN_TOOLS_LORN_CLI_ERROR_H_
