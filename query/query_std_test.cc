@@ -213,8 +213,8 @@ TEST_F(QueryTest, SetsStackOnQueriesAndViews) {
   EXPECT_STREQ(arOut[0], "SIZE");
 
   // A view on a query that found nothing: no rows, and it says so.
-  CQueryStd empty(path_.c_str());
-  empty.AddCriteria(1, CRIT_EQUAL, "purple");
+  CQueryStd empty(&base);
+  empty.AddCriteria(0, CRIT_EQUAL, "Z9");
   CResultStd emptyView(&empty, &arNames);
   EXPECT_EQ(emptyView.GetCount(), 0);
   EXPECT_EQ(emptyView.GetRows(), nullptr);

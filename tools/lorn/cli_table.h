@@ -1,0 +1,53 @@
+// Table helpers of the lorn command: opening and indexing with a reason when
+// it fails, column lookup, row numbers, and the text codec of a table.
+#ifndef LORN_TOOLS_LORN_CLI_TABLE_H_
+#define LORN_TOOLS_LORN_CLI_TABLE_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/collections.h"
+#include "platform/types.h"
+#include "table/cat_std.h"
+#include "tools/lorn/cli_options.h"
+#include "tools/lorn/cli_text.h"
+
+// Why the table at strPath cannot be opened: missing, a directory, not
+// readable, empty, locked by another process, or its sidecar locked,
+// unreadable or read-only and out of date. One line naming the file.
+std::string WhyNotOpen(const std::string& strPath);
+
+// Throws CCliError with WhyNotOpen unless the table is open.
+void RequireOpen(CCatStd& table, const std::string& strPath);
+
+// Brings the table to its indexed state (IndexTable); throws CCliError
+// saying why when that fails: the sidecar is read-only, locked by another
+// process or cannot be created, or a working file could not be made.
+void RequireIndexed(CCatStd& table, const std::string& strPath);
+// The error of a failed IndexTable (or Run of a query). Closes the table so
+// that its own handle does not hide the cause.
+[[noreturn]] void ThrowIndexFailure(CCatStd& table, const std::string& strPath);
+
+// The codec between the table's code page (that of its locale, 1252 when it
+// has none) and UTF-8, when --utf8 or --json asks for one; null otherwise.
+std::unique_ptr<CTextCodec> MakeTableCodec(CCatStd& table, const CGlobalOptions& options);
+// Command-line text (UTF-8) as table text, when there is a codec.
+std::string ToTableText(const CTextCodec* pCodec, const std::string& strText);
+
+// The column named strName (any case), or "#N" for column N from 0. Throws
+// CCliError naming the column and listing the table's columns.
+WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string& strName,
+                   const CTextCodec* pCodec);
+// All column names of the table.
+void GetColumnNames(CCatStd& table, CStringArray& arNames);
+
+// Cuts "A,B,C" at each comma; pieces are trimmed of blanks.
+std::vector<std::string> SplitList(const std::string& strText, char cSep);
+// Trims spaces and tabs at both ends.
+std::string Trim(const std::string& strText);
+
+// A row number, decimal, from 0. Throws CCliError naming the token.
+DWORD ParseRowNumber(const std::string& strToken, const char* pszCommand);
+
+#endif  // LORN_TOOLS_LORN_CLI_TABLE_H_

@@ -1,0 +1,187 @@
+// lorn info: what lorn knows of a table, without changing it.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "frame/lorn_defs.h"
+#include "table/cat_std.h"
+#include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_table.h"
+#include "tools/lorn/commands.h"
+#include "tools/lorn/sidecar_reader.h"
+
+namespace {
+
+const char kUsage[] =
+    "Shows what lorn knows of a table, without changing it: its path, its form\n"
+    "(plain TXT or scrambled SDC), its sidecar and the sidecar's state (absent,\n"
+    "valid, stale, being indexed), its locale and row count, then one line per\n"
+    "column: number, name, type (Long, Real, Str, or - when not yet examined),\n"
+    "key size, flags and whether its index is built (or only wanted).\n"
+    "\"info\" neither analyses nor indexes: run \"lorn index TABLE\" for that.\n"
+    "\n"
+    "Usage:\n"
+    "  lorn [options] info TABLE\n"
+    "  lorn info --help\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help   this text\n";
+
+const char* TypeName(BYTE nType) {
+  switch (nType) {
+    case COL_TYPE_LONG:
+      return "Long";
+    case COL_TYPE_REAL:
+      return "Real";
+    case COL_TYPE_STR:
+      return "Str";
+    default:
+      return "-";
+  }
+}
+
+bool IsScrambledName(const std::string& strPath) {
+  size_t nDot = strPath.rfind('.');
+  size_t nSlash = strPath.rfind('/');
+  if (nDot == std::string::npos || (nSlash != std::string::npos && nDot < nSlash)) {
+    return false;
+  }
+  std::string strExt = strPath.substr(nDot + 1);
+  std::transform(strExt.begin(), strExt.end(), strExt.begin(), ::toupper);
+  return strExt == "SDC";
+}
+
+std::string StateText(const CSidecarState& side) {
+  std::string strText = SideStateName(side.nState);
+  if (side.nState == ESideState::stale) {
+    strText += " (" + side.strReason + "); lorn index builds it anew";
+  } else if (side.nState == ESideState::unreadable) {
+    strText += " (" + side.strReason + ")";
+  }
+  return strText;
+}
+
+struct CColumnInfo {
+  std::string strName;
+  BYTE nType = 0;
+  BYTE nSize = 0;
+  BYTE nFlags = 0;
+  const char* pszIndex = "-";
+};
+
+// Entry i of a metadata array, 0 beyond its end.
+template <typename TArray>
+DWORD Entry(const TArray& ar, INT_PTR i) {
+  return i < ar.GetSize() ? static_cast<DWORD>(ar.GetAt(i)) : 0;
+}
+
+int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
+  CArgList list("info", args, {}, {});
+  list.RequireCount(1, 1, "lorn info TABLE");
+  const std::string& strPath = list.Positional()[0];
+  COutput& out = context.out;
+
+  // The state is told before the table is opened: opening drops a stale
+  // sidecar.
+  CSidecarState side = InspectSidecar(strPath);
+  bool bScrambled = IsScrambledName(strPath);
+  std::string strLocale;
+  std::string strRows = "unknown";
+  std::vector<CColumnInfo> columns;
+  bool bColumns = false;
+
+  if (side.nState != ESideState::locked) {
+    CCatStd table(strPath.c_str());
+    RequireOpen(table, strPath);
+    std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
+    out.SetCodec(pCodec.get());
+    bScrambled = table.IsScrambled() != FALSE;
+    CString strLoc;
+    table.GetLocale(strLoc);
+    strLocale = strLoc.GetString();
+    if (side.nState == ESideState::valid) {
+      strRows = std::to_string(table.m_nRows);
+    }
+    bColumns = true;
+    for (short nCol = 0; nCol < table.GetColCount(); ++nCol) {
+      CColumnInfo column;
+      CString strName;
+      table.GetColName(static_cast<WORD>(nCol), strName);
+      column.strName = out.Text(strName);
+      column.nType = static_cast<BYTE>(Entry(table.m_arColTypes, nCol));
+      column.nSize = static_cast<BYTE>(Entry(table.m_arColSizes, nCol));
+      column.nFlags = static_cast<BYTE>(Entry(table.m_arColFlags, nCol));
+      if (Entry(table.m_arColIndexPos, nCol) != 0) {
+        column.pszIndex = "built";
+      } else if ((column.nFlags & COL_FLAG_INDEXED) != 0) {
+        column.pszIndex = "wanted";
+      }
+      columns.push_back(column);
+    }
+    out.SetCodec(nullptr);
+  }
+
+  std::string strForm = bScrambled ? "scrambled" : "plain";
+  if (out.IsJson()) {
+    std::string strLine = "{\"table\":" + COutput::JsonString(strPath) +
+                          ",\"form\":" + COutput::JsonString(strForm) +
+                          ",\"sidecar\":" + COutput::JsonString(side.strPath) +
+                          ",\"state\":" + COutput::JsonString(SideStateName(side.nState));
+    if (!side.strReason.empty()) {
+      strLine += ",\"reason\":" + COutput::JsonString(side.strReason);
+    }
+    strLine += ",\"locale\":" + COutput::JsonString(strLocale);
+    strLine += ",\"rows\":" + (strRows == "unknown" ? std::string("null") : strRows);
+    strLine += ",\"columns\":";
+    if (!bColumns) {
+      strLine += "null";
+    } else {
+      strLine += "[";
+      for (size_t i = 0; i < columns.size(); ++i) {
+        const CColumnInfo& column = columns[i];
+        strLine += Format("%s{\"number\":%zu,\"name\":%s,\"type\":\"%s\",\"size\":%u,"
+                          "\"flags\":%u,\"index\":\"%s\"}",
+                          i > 0 ? "," : "", i, COutput::JsonString(column.strName).c_str(),
+                          TypeName(column.nType), column.nSize, column.nFlags,
+                          column.pszIndex);
+      }
+      strLine += "]";
+    }
+    out.Line(strLine + "}");
+    return EXIT_OK;
+  }
+
+  out.Line("table    " + strPath);
+  out.Line("form     " + strForm);
+  out.Line("sidecar  " + side.strPath);
+  out.Line("state    " + StateText(side));
+  if (!bColumns) {
+    out.Line("columns  unknown while another process holds the sidecar");
+    return EXIT_OK;
+  }
+  bool bPlain = strLocale.empty() || strLocale == "C" || strLocale == "c";
+  out.Line("locale   " + (bPlain ? std::string("(plain)") : strLocale));
+  out.Line("rows     " + strRows);
+  out.Line("columns  " + std::to_string(columns.size()));
+  out.Line("");
+  int nWidth = 4;
+  for (const CColumnInfo& column : columns) {
+    nWidth = std::max(nWidth, static_cast<int>(column.strName.size()));
+  }
+  out.Line(Format("%5s  %-*s  %-4s  %4s  %-5s  %s", "#", nWidth, "name", "type", "size",
+                  "flags", "index"));
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const CColumnInfo& column = columns[i];
+    std::string strFlags = column.nFlags != 0 ? Format("0x%02X", column.nFlags) : "-";
+    std::string strSize = column.nSize != 0 ? std::to_string(column.nSize) : "-";
+    out.Line(Format("%5zu  %-*s  %-4s  %4s  %-5s  %s", i, nWidth, column.strName.c_str(),
+                    TypeName(column.nType), strSize.c_str(), strFlags.c_str(),
+                    column.pszIndex));
+  }
+  return EXIT_OK;
+}
+
+}  // namespace
+
+const CCommand g_cmdInfo = {"info", "what lorn knows of a table and its sidecar", kUsage,
+                            &RunInfo};
