@@ -9,13 +9,9 @@
 #ifndef LORN_FRAME_COMPARATORS_H_
 #define LORN_FRAME_COMPARATORS_H_
 
+#include "frame/compare_fn.h"
 #include "platform/lorn_export.h"
 #include "platform/types.h"
-
-typedef int (*PFN_COMPARE)(const void* pStored, const void* pSought);
-
-// Low 16 bits of a comparison result, as a signed number.
-inline int CompareSign16(int nResult) { return static_cast<short>(nResult & 0xFFFF); }
 
 // Two 32-bit signed integers.
 LORN_INTERNAL int CompareLong(const void* p1, const void* p2);

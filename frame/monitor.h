@@ -65,11 +65,10 @@ class LORN_API CProgressMonitor : public CObject {
 // Sets strText to the library's text of message nId; empty above 11.
 LORN_API void GetMessageText(WORD nId, CString& strText);
 
-// Internal helpers of the operations that report.
-// Fetches message nId from the monitor, formats it with pszArg for its "%s"
-// when it has one, and calls SetTitle.
-LORN_INTERNAL void MonitorTitle(CProgressMonitor* pMonitor, WORD nId, const char* pszArg);
-// Fetches message nId and calls SetStep with it.
-LORN_INTERNAL void MonitorStep(CProgressMonitor* pMonitor, WORD nId);
+// The library's operations report through the helpers of
+// frame/monitor_report.h, which is not part of the installed interface.
+#ifdef LORN_BUILDING_LIBRARY
+#include "frame/monitor_report.h"
+#endif
 
 #endif  // LORN_FRAME_MONITOR_H_

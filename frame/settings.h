@@ -15,7 +15,9 @@
 class CProgressMonitor;
 
 // The library object. Lives from InitLibrary to the end of the process.
-class LORN_API CLornDynLinkLibrary : public CObject {
+// Hosts get it from InitLibrary and may read its members; they neither make
+// nor destroy one, so its operations are not exported.
+class CLornDynLinkLibrary : public CObject {
   DECLARE_DYNAMIC(CLornDynLinkLibrary)
 
  public:
@@ -52,26 +54,10 @@ LORN_API CProgressMonitor* GetProgressMonitor();
 // library object exists).
 LORN_API BYTE SplitCellDefault(const char* pszCell, CStringArray& arValues, BYTE* pFlags);
 
-// --- Internal accessors: a reference to the setting in the library object,
-// or to the process-wide copy when there is none. ---
-LORN_INTERNAL char& SettingColSep();
-LORN_INTERNAL char& SettingRangeOpen();
-LORN_INTERNAL char& SettingRangeClose();
-LORN_INTERNAL char& SettingValueSep();
-LORN_INTERNAL char& SettingAnyValue();
-// Without a library object this reads ".." whatever was stored.
-LORN_INTERNAL CString& SettingRangeSep();
-LORN_INTERNAL CString& SettingCatalogDir();
-LORN_INTERNAL CProgressMonitor*& SettingMonitor();
-
-// The five grammar settings of SplitCellDefault in one call.
-struct CCellSettings {
-  char cRangeOpen;
-  char cRangeClose;
-  char cValueSep;
-  char cAnyValue;
-  CString strRangeSep;
-};
-LORN_INTERNAL void GetCellSettings(CCellSettings& settings);
+// The library's own units reach the settings through the accessors of
+// frame/settings_access.h, which is not part of the installed interface.
+#ifdef LORN_BUILDING_LIBRARY
+#include "frame/settings_access.h"
+#endif
 
 #endif  // LORN_FRAME_SETTINGS_H_

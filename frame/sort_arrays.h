@@ -6,7 +6,7 @@
 #ifndef LORN_FRAME_SORT_ARRAYS_H_
 #define LORN_FRAME_SORT_ARRAYS_H_
 
-#include "frame/comparators.h"
+#include "frame/compare_fn.h"
 #include "platform/collections.h"
 #include "platform/cstring.h"
 #include "platform/lorn_export.h"

@@ -146,8 +146,8 @@ BOOL ReadEntryAt(CIndex& index, LONGLONG nOffset, WORD nSize) {
       nOffset < 0) {
     return FALSE;
   }
-  UINT nGot = index.m_pCache->Read(index.m_pFile, static_cast<ULONGLONG>(nOffset), index.m_pEntry,
-                                   nSize);
+  UINT nGot =
+      index.m_pCache->Read(index.m_pFile, static_cast<ULONGLONG>(nOffset), index.m_pEntry, nSize);
   return nGot == nSize;
 }
 

@@ -36,6 +36,7 @@
 
 #include "frame/comparators.h"
 #include "frame/lorn_defs.h"
+#include "index/file_blocks.h"
 #include "platform/cfile.h"
 #include "platform/cobject.h"
 #include "platform/collections.h"
@@ -142,13 +143,5 @@ class CIndex : public CObject {
 LORN_INTERNAL DWORD FindInFile(CFile* pFile, const void* pKey, DWORD nPos, DWORD nCount,
                                WORD nEntrySize, PFN_COMPARE pfnCompare, BYTE* pScratch,
                                BOOL bFirst);
-
-// Copies the bytes nFrom to nTo of pSrc (nTo negative: its length) to the
-// current position of pDest, nBufSize bytes at a time.
-LORN_API void CopyFileRange(CFile* pDest, CFile* pSrc, BYTE* pBuffer, WORD nBufSize, LONG nFrom,
-                            LONG nTo);
-// Moves nLen bytes inside pFile from nSrc to nDest; the stretches may overlap.
-LORN_API void MoveFileBlock(CFile* pFile, BYTE* pBuffer, WORD nBufSize, DWORD nDest, DWORD nSrc,
-                            DWORD nLen);
 
 #endif  // LORN_INDEX_COLUMN_INDEX_H_

@@ -18,9 +18,15 @@ constexpr DWORD ENTRY_KEY_OFFSET = 4;
 constexpr DWORD INDEX_HEADER_SIZE = 12;
 
 // Entry sizes of the zones for key size K.
-constexpr WORD AnyEntrySize() { return 4; }
-constexpr WORD ValueEntrySize(BYTE nKeySize) { return static_cast<WORD>(nKeySize + 4); }
-constexpr WORD RangeEntrySize(BYTE nKeySize) { return static_cast<WORD>(2 * nKeySize + 5); }
+constexpr WORD AnyEntrySize() {
+  return 4;
+}
+constexpr WORD ValueEntrySize(BYTE nKeySize) {
+  return static_cast<WORD>(nKeySize + 4);
+}
+constexpr WORD RangeEntrySize(BYTE nKeySize) {
+  return static_cast<WORD>(2 * nKeySize + 5);
+}
 
 inline DWORD GetDword(const BYTE* p) {
   return static_cast<DWORD>(p[0]) | (static_cast<DWORD>(p[1]) << 8) |
@@ -34,8 +40,12 @@ inline void PutDword(BYTE* p, DWORD n) {
   p[3] = static_cast<BYTE>(n >> 24);
 }
 
-inline LONG GetLong(const BYTE* p) { return static_cast<LONG>(GetDword(p)); }
-inline void PutLong(BYTE* p, LONG n) { PutDword(p, static_cast<DWORD>(n)); }
+inline LONG GetLong(const BYTE* p) {
+  return static_cast<LONG>(GetDword(p));
+}
+inline void PutLong(BYTE* p, LONG n) {
+  PutDword(p, static_cast<DWORD>(n));
+}
 
 inline ULONGLONG GetQword(const BYTE* p) {
   return static_cast<ULONGLONG>(GetDword(p)) | (static_cast<ULONGLONG>(GetDword(p + 4)) << 32);
@@ -47,7 +57,11 @@ inline void PutQword(BYTE* p, ULONGLONG n) {
 }
 
 // IEEE doubles travel as their 64-bit pattern.
-inline double GetDouble(const BYTE* p) { return std::bit_cast<double>(GetQword(p)); }
-inline void PutDouble(BYTE* p, double d) { PutQword(p, std::bit_cast<ULONGLONG>(d)); }
+inline double GetDouble(const BYTE* p) {
+  return std::bit_cast<double>(GetQword(p));
+}
+inline void PutDouble(BYTE* p, double d) {
+  PutQword(p, std::bit_cast<ULONGLONG>(d));
+}
 
 #endif  // LORN_INDEX_ENTRY_CODEC_H_

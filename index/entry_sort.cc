@@ -149,8 +149,8 @@ class CEntrySorter {
     }
     // Work units: every entry once per pass over the data; a sort in memory
     // counts reading, ordering and writing.
-    ULONGLONG nTotal = nPasses == 0 ? 3ULL * m_nCount : static_cast<ULONGLONG>(m_nCount) *
-                                                            (1 + nPasses);
+    ULONGLONG nTotal =
+        nPasses == 0 ? 3ULL * m_nCount : static_cast<ULONGLONG>(m_nCount) * (1 + nPasses);
     CSortProgress progress(pMonitor, nShare, nTotal);
     m_abRun.resize(static_cast<size_t>(m_nRunEntries) * m_nEntrySize);
     m_anOrder.resize(m_nRunEntries);

@@ -1,4 +1,4 @@
-#include "index/column_index.h"
+#include "index/file_blocks.h"
 
 void CopyFileRange(CFile* pDest, CFile* pSrc, BYTE* pBuffer, WORD nBufSize, LONG nFrom, LONG nTo) {
   if (nBufSize == 0 || pDest == nullptr || pSrc == nullptr || pBuffer == nullptr) {

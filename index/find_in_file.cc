@@ -17,9 +17,8 @@ int CompareAt(PFN_COMPARE pfnCompare, const BYTE* pScratch, const void* pKey) {
 
 }  // namespace
 
-DWORD FindInFileCached(CEntryCache& cache, CFile* pFile, const void* pKey, DWORD nPos,
-                       DWORD nCount, WORD nEntrySize, PFN_COMPARE pfnCompare, BYTE* pScratch,
-                       BOOL bFirst) {
+DWORD FindInFileCached(CEntryCache& cache, CFile* pFile, const void* pKey, DWORD nPos, DWORD nCount,
+                       WORD nEntrySize, PFN_COMPARE pfnCompare, BYTE* pScratch, BOOL bFirst) {
   if (nCount < 1 || pKey == nullptr || pFile == nullptr || pScratch == nullptr ||
       pfnCompare == nullptr) {
     return 0;

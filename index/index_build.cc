@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "frame/locale_scope.h"
-#include "frame/numbers.h"
 #include "frame/monitor.h"
+#include "frame/numbers.h"
 #include "frame/settings.h"
 #include "index/entry_cache.h"
 #include "index/entry_codec.h"
@@ -39,12 +39,12 @@ BOOL TakeOverZones(CIndex& index) {
   ULONGLONG anStart[ZONE_COUNT + 1];
   anStart[0] = index.m_nDataPos;
   anStart[1] = anStart[0] + 4ULL * index.m_nAnyCount;
-  anStart[2] = anStart[1] + static_cast<ULONGLONG>(ValueEntrySize(index.m_nKeySize)) *
-                                index.m_nValueCount;
-  anStart[3] = anStart[2] + static_cast<ULONGLONG>(RangeEntrySize(index.m_nKeySize)) *
-                                index.m_nRangeCount;
-  anStart[4] = anStart[3] + static_cast<ULONGLONG>(RangeEntrySize(index.m_nKeySize)) *
-                                index.m_nRangeCount;
+  anStart[2] =
+      anStart[1] + static_cast<ULONGLONG>(ValueEntrySize(index.m_nKeySize)) * index.m_nValueCount;
+  anStart[3] =
+      anStart[2] + static_cast<ULONGLONG>(RangeEntrySize(index.m_nKeySize)) * index.m_nRangeCount;
+  anStart[4] =
+      anStart[3] + static_cast<ULONGLONG>(RangeEntrySize(index.m_nKeySize)) * index.m_nRangeCount;
   for (int nZone = 0; nZone < ZONE_COUNT; ++nZone) {
     if (anStart[nZone + 1] == anStart[nZone]) {
       continue;
@@ -88,8 +88,8 @@ BOOL WriteZones(CIndex& index) {
       continue;
     }
     pZone->FlushAppends();
-    WORD nEntrySize = nZone == 1 ? ValueEntrySize(index.m_nKeySize)
-                                 : RangeEntrySize(index.m_nKeySize);
+    WORD nEntrySize =
+        nZone == 1 ? ValueEntrySize(index.m_nKeySize) : RangeEntrySize(index.m_nKeySize);
     DWORD nCount = nZone == 1 ? index.m_nValueCount : index.m_nRangeCount;
     if (pMonitor != nullptr) {
       g_nSortShare = static_cast<WORD>(static_cast<double>(nCount) * dEntryShare);

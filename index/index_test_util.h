@@ -1,5 +1,5 @@
 // Helpers of the index tests: a sidecar in a private directory, a private
-// temporary directory for the files of builds, and a monitor that records.
+// directory for the temporary files of builds, and a monitor that records.
 #ifndef LORN_INDEX_INDEX_TEST_UTIL_H_
 #define LORN_INDEX_INDEX_TEST_UTIL_H_
 
@@ -13,27 +13,20 @@
 #include "frame/lorn_defs.h"
 #include "frame/monitor.h"
 #include "index/column_index.h"
-#include "platform/cfile.h"
 #include "testing/test_util.h"
 
 namespace index_test {
 
-// A sidecar open for reading and writing, with a few bytes in front of the
-// indexes, as a real sidecar has its header and row table there.
+// A sidecar with a few bytes in front of the indexes, where a real one has
+// its header and row table.
 class CSideFile {
  public:
   static constexpr DWORD kPrefix = 20;
-
   CSideFile() {
-    m_strPath = m_dir.File("table.sdx");
-    EXPECT_TRUE(m_file.Open(m_strPath.c_str(), CFile::modeCreate | CFile::modeReadWrite));
-    std::string strPrefix(kPrefix, '#');
-    m_file.Write(strPrefix.data(), kPrefix);
+    EXPECT_TRUE(m_file.Open(m_dir.File("t.sdx").c_str(), CFile::modeCreate | CFile::modeReadWrite));
+    m_file.Write(std::string(kPrefix, '#').data(), kPrefix);
   }
-
   CFile* File() { return &m_file; }
-  const std::string& Path() const { return m_strPath; }
-  // Bytes nLen from nPos, read through the file.
   std::string Bytes(DWORD nPos, DWORD nLen) {
     std::string strBytes(nLen, '\0');
     m_file.Seek(nPos, CFile::begin);
@@ -43,19 +36,16 @@ class CSideFile {
 
  private:
   lorn_test::TempDir m_dir;
-  std::string m_strPath;
   CFile m_file;
 };
 
-// Points TMPDIR at a private directory for the lifetime of the object.
+// TMPDIR points at a private directory while the object lives.
 class CPrivateTmp {
  public:
   CPrivateTmp() {
     const char* pszOld = std::getenv("TMPDIR");
     m_bHadOld = pszOld != nullptr;
-    if (m_bHadOld) {
-      m_strOld = pszOld;
-    }
+    m_strOld = m_bHadOld ? pszOld : "";
     setenv("TMPDIR", m_dir.path().c_str(), 1);
   }
   ~CPrivateTmp() {
@@ -65,35 +55,29 @@ class CPrivateTmp {
       unsetenv("TMPDIR");
     }
   }
-  CPrivateTmp(const CPrivateTmp&) = delete;
-  CPrivateTmp& operator=(const CPrivateTmp&) = delete;
-
   const std::string& Path() const { return m_dir.path(); }
-
-  // Files in the directory whose name starts with "sdx".
+  // The files whose name starts with "sdx".
   std::vector<std::string> SdxPaths() const {
     std::vector<std::string> arPaths;
     DIR* pDir = opendir(m_dir.path().c_str());
-    if (pDir == nullptr) {
-      return arPaths;
-    }
-    while (dirent* pEntry = readdir(pDir)) {
+    while (dirent* pEntry = pDir != nullptr ? readdir(pDir) : nullptr) {
       if (std::string(pEntry->d_name).rfind("sdx", 0) == 0) {
         arPaths.push_back(m_dir.File(pEntry->d_name));
       }
     }
-    closedir(pDir);
+    if (pDir != nullptr) {
+      closedir(pDir);
+    }
     return arPaths;
   }
   int CountSdx() const { return static_cast<int>(SdxPaths().size()); }
 
  private:
   lorn_test::TempDir m_dir;
+  bool m_bHadOld;
   std::string m_strOld;
-  bool m_bHadOld = false;
 };
 
-// Remembers every position and error it is given.
 class CRecordingMonitor : public CProgressMonitor {
  public:
   void SetPos(WORD nPos) override {
@@ -101,7 +85,6 @@ class CRecordingMonitor : public CProgressMonitor {
     CProgressMonitor::SetPos(nPos);
   }
   void ShowError(const char* pszText) override { m_arErrors.push_back(pszText); }
-
   std::vector<WORD> m_arPositions;
   std::vector<std::string> m_arErrors;
 };
@@ -109,17 +92,15 @@ class CRecordingMonitor : public CProgressMonitor {
 // The rows that a search delivers, in order.
 inline std::vector<LONG> FindRows(CIndex& index, const void* pKey, BYTE nOp) {
   std::vector<LONG> arRows;
-  for (BOOL bFound = index.Find(pKey, nOp, TRUE); bFound; bFound = index.Find(pKey, nOp, FALSE)) {
+  for (BOOL bFound = index.Find(pKey, nOp, TRUE); bFound && arRows.size() < 100000;
+       bFound = index.Find(pKey, nOp, FALSE)) {
     arRows.push_back(index.GetRow());
-    if (arRows.size() > 100000) {
-      break;  // a search that never ends
-    }
   }
   return arRows;
 }
 
-// The Long column of five rows "10", "*", "(1..5)", "7*3" and an empty cell,
-// fed as the table's index pass feeds it.
+// The Long column "10", "*", "(1..5)", "7*3" and an empty cell, fed as the
+// table's index pass feeds it.
 inline void AddWorkedExample(CIndex& index) {
   index.AddValue(0, "10");
   index.AddAny(1);

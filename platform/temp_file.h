@@ -12,6 +12,6 @@
 // receives its absolute path, by which the caller opens and later removes
 // it. FALSE, with strPath emptied, when no file could be made (no such
 // directory, no room, no permission).
-LORN_API BOOL MakeTempFile(const char* pszPrefix, CString& strPath);
+LORN_INTERNAL BOOL MakeTempFile(const char* pszPrefix, CString& strPath);
 
 #endif  // LORN_PLATFORM_TEMP_FILE_H_

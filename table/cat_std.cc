@@ -127,7 +127,9 @@ CCatStd::~CCatStd() {
   ReleaseInstance();
 }
 
-BOOL CCatStd::IsTable() { return TRUE; }
+BOOL CCatStd::IsTable() {
+  return TRUE;
+}
 
 CCatStd* CCatStd::GetRoot() {
   CCatStd* pRoot = this;
@@ -137,13 +139,21 @@ CCatStd* CCatStd::GetRoot() {
   return pRoot;
 }
 
-BOOL CCatStd::IsOpen() { return GetRoot()->m_bOpen; }
+BOOL CCatStd::IsOpen() {
+  return GetRoot()->m_bOpen;
+}
 
-BOOL CCatStd::IsScrambled() { return GetRoot()->m_bScrambled; }
+BOOL CCatStd::IsScrambled() {
+  return GetRoot()->m_bScrambled;
+}
 
-BOOL CCatStd::IsIndexed() { return GetRoot()->m_bIndexed; }
+BOOL CCatStd::IsIndexed() {
+  return GetRoot()->m_bIndexed;
+}
 
-short CCatStd::GetColCount() { return static_cast<short>(GetRoot()->m_arColNames.GetSize()); }
+short CCatStd::GetColCount() {
+  return static_cast<short>(GetRoot()->m_arColNames.GetSize());
+}
 
 DWORD CCatStd::GetRowCount() {
   CCatStd* pRoot = GetRoot();
@@ -153,7 +163,9 @@ DWORD CCatStd::GetRowCount() {
   return pRoot->m_nRows;
 }
 
-CCatStd* CCatStd::GetMaster() { return m_pMaster; }
+CCatStd* CCatStd::GetMaster() {
+  return m_pMaster;
+}
 
 void CCatStd::GetPath(CString& strPath) {
   CCatStd* pRoot = GetRoot();

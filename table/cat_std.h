@@ -218,17 +218,16 @@ class LORN_API CCatStd : public CObject {
 
 // Extraction of a table from an archive: ReadObject with CCatStd requested.
 LORN_API CArchive& operator>>(CArchive& ar, CCatStd*& pTable);
-// ReadObject for the extraction operators of CCatStd and its derived
-// classes: the object read is the host's from then on, even when objects
-// loaded before it share it as their master (see Ownership).
-LORN_INTERNAL CCatStd* ReadHostObject(CArchive& ar, const CRuntimeClass* pClass);
 
-// Whether the runtime accepts a locale name (shorter than 8 bytes). Leaves
-// the character-type locale as it found it.
-LORN_INTERNAL BOOL IsLocaleValid(const char* pszLocale);
 // Sets strLocale to the default locale name and returns its text.
 LORN_API const char* GetDefaultLocale(CString& strLocale);
 // Whether the file exists.
 LORN_API BOOL FileExists(const char* pszPath);
+
+// The library's units share a few plain functions of the table through
+// table/cat_internal.h, which is not part of the installed interface.
+#ifdef LORN_BUILDING_LIBRARY
+#include "table/cat_internal.h"
+#endif
 
 #endif  // LORN_TABLE_CAT_STD_H_

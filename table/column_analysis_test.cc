@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "frame/lorn_defs.h"
 #include "frame/monitor.h"
 #include "platform/mbcs.h"
 #include "table/cat_std.h"
@@ -13,75 +12,44 @@
 
 namespace {
 
-using lorn_test::ReadFile;
 using lorn_test::TempDir;
-using lorn_test::WriteFile;
 
-class CPositionMonitor : public CProgressMonitor {
- public:
-  void SetPos(WORD nPos) override {
-    CProgressMonitor::SetPos(nPos);
-    m_arPos.push_back(nPos);
-  }
-  std::vector<WORD> m_arPos;
-};
-
-// Types and sizes of every column after an analysis of the table text.
-struct CScan {
-  std::vector<int> arTypes;
-  std::vector<int> arSizes;
-  DWORD nRows = 0;
-};
-
-CScan Scan(CCatStd& table) {
+// "type:size" of each column after the analysis, then the row count.
+std::string Analyse(CCatStd& table) {
   table.ScanColumns(FALSE, nullptr);
-  CScan scan;
+  std::string strResult;
   for (INT_PTR i = 0; i < table.m_arColTypes.GetSize(); ++i) {
-    scan.arTypes.push_back(table.m_arColTypes[i]);
-    scan.arSizes.push_back(table.m_arColSizes[i]);
+    strResult +=
+        std::to_string(table.m_arColTypes[i]) + ":" + std::to_string(table.m_arColSizes[i]) + " ";
   }
-  scan.nRows = table.m_nRows;
-  return scan;
+  return strResult + std::to_string(table.m_nRows);
 }
 
-CScan ScanText(const TempDir& dir, const std::string& strText) {
-  const std::string strPath = dir.File("T.TXT");
-  WriteFile(strPath, strText);
-  CCatStd table(strPath.c_str());
-  EXPECT_TRUE(table.IsOpen());
-  return Scan(table);
+std::string AnalyseText(const TempDir& dir, const std::string& strText) {
+  lorn_test::WriteFile(dir.File("T.TXT"), strText);
+  CCatStd table(dir.File("T.TXT").c_str());
+  return Analyse(table);
 }
 
 }  // namespace
 
 TEST(ColumnAnalysis, ColumnsWithoutValuesEndAsLong) {
   TempDir dir;
-  CScan scan = ScanText(dir, "A\tB\r\n");
-  EXPECT_EQ(scan.arTypes, (std::vector<int>{COL_TYPE_LONG, COL_TYPE_LONG}));
-  EXPECT_EQ(scan.arSizes, (std::vector<int>{4, 4}));
-  EXPECT_EQ(scan.nRows, 0u);
-
-  // Empty cells, blanks and the lone wildcard hold no value; a text column
-  // declared without a size gets the smallest one.
-  const std::string strPath = dir.File("E.TXT");
-  WriteFile(strPath, "A\tB\tC\r\n\t*\t\r\n  \t  *\t  \r\n");
-  CCatStd table(strPath.c_str());
+  EXPECT_EQ(AnalyseText(dir, "A\tB\r\n"), "1:4 1:4 0");
+  // Blanks and the lone wildcard hold no value; a text column declared
+  // without a size gets the smallest one.
+  lorn_test::WriteFile(dir.File("E.TXT"), "A\tB\tC\r\n\t*\t\r\n  \t  *\t  \r\n");
+  CCatStd table(dir.File("E.TXT").c_str());
   table.SetColType(2, COL_TYPE_STR, 0);
-  scan = Scan(table);
-  EXPECT_EQ(scan.arTypes, (std::vector<int>{COL_TYPE_LONG, COL_TYPE_LONG, COL_TYPE_STR}));
-  EXPECT_EQ(scan.arSizes, (std::vector<int>{4, 4, 2}));
-  EXPECT_EQ(scan.nRows, 2u);
+  EXPECT_EQ(Analyse(table), "1:4 1:4 4:2 2");
 }
 
 TEST(ColumnAnalysis, SizesCountBytesUpTo255) {
   TempDir dir;
-  const std::string strText = "A\tB\tC\tD\tE\r\n" + std::string(254, 'a') + "\t" +
-                              std::string(255, 'b') + "\t" + std::string(1000, 'c') +
-                              "\tx\tab\r\n" + "\t\t\t\tabcdef*q\r\n\t\t\t\ta\r\n";
-  const CScan scan = ScanText(dir, strText);
-  EXPECT_EQ(scan.arTypes, std::vector<int>(5, COL_TYPE_STR));
-  EXPECT_EQ(scan.arSizes, (std::vector<int>{255, 255, 255, 2, 7}));
-
+  EXPECT_EQ(AnalyseText(dir, "A\tB\tC\tD\tE\r\n" + std::string(254, 'a') + "\t" +
+                                 std::string(255, 'b') + "\t" + std::string(1000, 'c') +
+                                 "\tx\tab\r\n\t\t\t\tabcdef*q\r\n\t\t\t\ta\r\n"),
+            "4:255 4:255 4:255 4:2 4:7 3");
   // Ten double-byte characters are twenty bytes.
   const int nSavedPage = _getmbcp();
   ASSERT_EQ(_setmbcp(932), 0);
@@ -89,77 +57,61 @@ TEST(ColumnAnalysis, SizesCountBytesUpTo255) {
   for (int i = 0; i < 10; ++i) {
     strWide += "\x82\xA0";
   }
-  const CScan wide = ScanText(dir, "W\r\n" + strWide + "\r\n");
+  const std::string strResult = AnalyseText(dir, "W\r\n" + strWide + "\r\n");
   _setmbcp(nSavedPage);
-  EXPECT_EQ(wide.arTypes, std::vector<int>{COL_TYPE_STR});
-  EXPECT_EQ(wide.arSizes, std::vector<int>{21});
+  EXPECT_EQ(strResult, "4:21 1");
 }
 
 TEST(ColumnAnalysis, TypesWidenWhateverTheRowOrder) {
   TempDir dir;
   std::vector<std::string> arValues = {"12", "3.5", "abc"};
   do {
-    const CScan scan =
-        ScanText(dir, "A\r\n" + arValues[0] + "\r\n" + arValues[1] + "\r\n" + arValues[2] + "\r\n");
-    EXPECT_EQ(scan.arTypes[0], COL_TYPE_STR) << arValues[0] << arValues[1] << arValues[2];
-    EXPECT_EQ(scan.arSizes[0], 4);
+    EXPECT_EQ(AnalyseText(dir, "A\r\n" + arValues[0] + "\r\n" + arValues[1] + "\r\n" + arValues[2] +
+                                   "\r\n"),
+              "4:4 3");
   } while (std::next_permutation(arValues.begin(), arValues.end()));
-
-  for (const char* pszText : {"A\r\n12\r\n3.5\r\n", "A\r\n3.5\r\n12\r\n"}) {
-    const CScan scan = ScanText(dir, pszText);
-    EXPECT_EQ(scan.arTypes[0], COL_TYPE_REAL) << pszText;
-    EXPECT_EQ(scan.arSizes[0], 8);
-  }
+  EXPECT_EQ(AnalyseText(dir, "A\r\n12\r\n3.5\r\n"), "2:8 2");
+  EXPECT_EQ(AnalyseText(dir, "A\r\n3.5\r\n12\r\n"), "2:8 2");
   // The values of ranges and lists count one by one, never the whole cell.
-  const CScan scan = ScanText(dir, "A\tB\tC\r\n3\t1*22\t(a..b)\r\n(1..2.5)\t-\t\r\n");
-  EXPECT_EQ(scan.arTypes, (std::vector<int>{COL_TYPE_REAL, COL_TYPE_LONG, COL_TYPE_STR}));
-  EXPECT_EQ(scan.arSizes, (std::vector<int>{8, 4, 2}));
+  EXPECT_EQ(AnalyseText(dir, "A\tB\tC\r\n3\t1*22\t(a..b)\r\n(1..2.5)\t-\t\r\n"), "2:8 1:4 4:2 2");
 }
 
 TEST(ColumnAnalysis, DeclaredColumnsAndSurplusCellsAreLeftAlone) {
   TempDir dir;
-  const std::string strPath = dir.File("T.TXT");
-  WriteFile(strPath, "A\tB\tC\tD\r\nabc\tx.y\t" + std::string(30, 'z') +
-                         "\t1\textra\tmore\r\n1.5\t2\tq\t2\t\r\n");
-  CCatStd table(strPath.c_str());
+  lorn_test::WriteFile(dir.File("T.TXT"), "A\tB\tC\tD\r\nabc\tx.y\t" + std::string(30, 'z') +
+                                              "\t1\textra\tmore\r\n1.5\t2\tq\t2\t\r\n");
+  CCatStd table(dir.File("T.TXT").c_str());
   table.SetColType(0, COL_TYPE_LONG, 0);
   table.SetColType(1, COL_TYPE_REAL, 0);
   table.SetColType(2, COL_TYPE_STR, 7);
-  const CScan scan = Scan(table);
-  EXPECT_EQ(scan.arTypes,
-            (std::vector<int>{COL_TYPE_LONG, COL_TYPE_REAL, COL_TYPE_STR, COL_TYPE_LONG}));
-  EXPECT_EQ(scan.arSizes, (std::vector<int>{4, 8, 7, 4}));
-  EXPECT_EQ(scan.nRows, 2u);
+  EXPECT_EQ(Analyse(table), "1:4 2:8 4:7 1:4 2");
 }
 
 TEST(ColumnAnalysis, WritesRowOffsetsAndReportsByBytes) {
+  struct CPositions : CProgressMonitor {
+    void SetPos(WORD nPos) override { m_arPos.push_back(nPos); }
+    std::vector<WORD> m_arPos;
+  } monitor;
   TempDir dir;
-  const std::string strPath = dir.File("T.TXT");
-  // More rows than fit one block of the row table's writer.
+  // More rows than one block of the row table's writer holds.
   std::string strText = "NUM\r\n";
-  std::vector<DWORD> arOffsets;
+  std::string strExpected = "hdr";
   for (int i = 0; i < 5000; ++i) {
-    arOffsets.push_back(static_cast<DWORD>(strText.size()));
+    BYTE entry[ROW_ENTRY_SIZE];
+    EncodeRowEntry(entry, static_cast<DWORD>(strText.size()));
+    strExpected.append(reinterpret_cast<const char*>(entry), sizeof(entry));
     strText += std::to_string(i % 10) + "\r\n";
   }
-  WriteFile(strPath, strText);
-  CCatStd table(strPath.c_str());
-  const std::string strOut = dir.File("OUT.BIN");
-  ASSERT_TRUE(table.m_fileSide.Open(strOut.c_str(), CFile::modeCreate | CFile::modeReadWrite));
+  lorn_test::WriteFile(dir.File("T.TXT"), strText);
+  CCatStd table(dir.File("T.TXT").c_str());
+  ASSERT_TRUE(
+      table.m_fileSide.Open(dir.File("OUT").c_str(), CFile::modeCreate | CFile::modeReadWrite));
   table.m_fileSide.Write("hdr", 3);
-  CPositionMonitor monitor;
   table.ScanColumns(TRUE, &monitor);
   table.m_fileSide.Close();
-
-  std::string strExpected = "hdr";
-  for (DWORD nOffset : arOffsets) {
-    BYTE entry[ROW_ENTRY_SIZE];
-    EncodeRowEntry(entry, nOffset);
-    strExpected.append(reinterpret_cast<const char*>(entry), sizeof(entry));
-  }
-  EXPECT_EQ(ReadFile(strOut), strExpected);
+  EXPECT_EQ(lorn_test::ReadFile(dir.File("OUT")), strExpected);
   EXPECT_EQ(table.m_nRows, 5000u);
-  // All rows are 3 bytes long: row 100 has read 300 of 15000 bytes.
+  // Rows of 3 bytes: after row 100, 300 of 15000 bytes are read.
   ASSERT_EQ(monitor.m_arPos.size(), 5000u);
   EXPECT_EQ(monitor.m_arPos[99], 1);
   EXPECT_TRUE(std::is_sorted(monitor.m_arPos.begin(), monitor.m_arPos.end()));

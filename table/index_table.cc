@@ -20,13 +20,13 @@ constexpr UINT SIDE_READ = CFile::modeRead | CFile::shareDenyWrite;
 constexpr WORD POS_SCANNED = 50;
 constexpr WORD POS_PASS_SHARE_KNOWN = 50;
 constexpr WORD POS_PASS_SHARE_SCANNED = 30;
-constexpr WORD POS_SORT_FROM = 80;  // where sorting starts if the position ran past the end
+constexpr WORD POS_SORT_FROM = 80;  // sorting starts here when the position is past the end
 constexpr WORD POS_END = 100;
 
-enum class RunEnd {
-  kFailed,       // the sidecar could not be opened for writing
-  kDone,         // the run took place; m_bIndexed tells how it went
-  kSideDropped,  // SaveSide gave the sidecar up: it must be built anew
+enum RunEnd {
+  RUN_FAILED,        // the sidecar could not be opened for writing
+  RUN_DONE,          // the run took place; m_bIndexed tells how it went
+  RUN_SIDE_DROPPED,  // SaveSide gave the sidecar up: it must be built anew
 };
 
 // The indexes that one run builds, in column order. A build still open when
@@ -56,9 +56,9 @@ class CBuildList {
   std::vector<CBuildEntry> m_arEntries;
 };
 
-// Progress of the index pass: nRow rows of about nRows / dRate points, from
-// nBase on, never beyond its share, so that the sorting that follows never
-// has to go back.
+// Position after nRow rows of the index pass: one point per dRate rows from
+// nBase on, held within the pass's share, so that the sorting that follows
+// never has to go back when the file has more rows than counted.
 WORD PassPosition(DWORD nRow, WORD nBase, WORD nShare, double dRate) {
   if (dRate == 0.0) {
     return nBase;
@@ -194,13 +194,13 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   }
   CFileException error;
   if (!table.m_fileSide.Open(strSide, bNew ? SIDE_CREATE : SIDE_UPDATE, &error)) {
-    return RunEnd::kFailed;
+    return RUN_FAILED;
   }
   const BOOL bKnown = AllColumnsKnown(table);
   if (!bKnown || bNew) {
     table.SaveSide();
     if (!table.m_fileSide.IsOpen()) {
-      return RunEnd::kSideDropped;
+      return RUN_SIDE_DROPPED;
     }
   }
 
@@ -258,7 +258,7 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   if (!bOK) {
     table.DropSide();
     table.m_bIndexed = FALSE;
-    return RunEnd::kDone;
+    return RUN_DONE;
   }
   // A file that grew since its header was written gets its true count here.
   if (bPass) {
@@ -266,12 +266,12 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   }
   table.SaveSide();
   if (!table.m_fileSide.IsOpen()) {
-    return RunEnd::kSideDropped;
+    return RUN_SIDE_DROPPED;
   }
   table.m_fileSide.Close();
   bOK = table.m_fileSide.Open(strSide, SIDE_READ);
   table.m_bIndexed = bOK && bAllSorted;
-  return RunEnd::kDone;
+  return RUN_DONE;
 }
 
 }  // namespace
@@ -291,11 +291,11 @@ BOOL CCatStd::IndexTable() {
   // row table; the sidecar is then made anew, once, from what is known.
   for (int nRound = 0; nRound < 2; ++nRound) {
     switch (RunIndexing(*this, pMonitor)) {
-      case RunEnd::kFailed:
+      case RUN_FAILED:
         return FALSE;
-      case RunEnd::kDone:
+      case RUN_DONE:
         return TRUE;
-      case RunEnd::kSideDropped:
+      case RUN_SIDE_DROPPED:
         break;
     }
   }

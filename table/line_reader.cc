@@ -25,7 +25,9 @@ constexpr BYTE CR = 13;
 constexpr BYTE LF = 10;
 constexpr short MAX_CELL_COUNT = 0x7FFF;
 
-inline bool IsLineEnd(BYTE b) { return b == CR || b == LF || b == 0; }
+inline bool IsLineEnd(BYTE b) {
+  return b == CR || b == LF || b == 0;
+}
 
 }  // namespace
 
@@ -59,8 +61,8 @@ short CCatStd::ReadLine(CStringArray& arCells, DWORD nMaxBytes, CFile* pOut) {
   }
 
   int nCells = 0;
-  UINT nCarried = 0;     // bytes of the unfinished cell moved to the buffer's start
-  bool bEof = false;     // the last fill got less than it asked for
+  UINT nCarried = 0;          // bytes of the unfinished cell moved to the buffer's start
+  bool bEof = false;          // the last fill got less than it asked for
   bool bLeadCarried = false;  // the carried bytes end with a lead byte
   DWORD nBudget = nMaxBytes;
   UINT nLineStart = m_nBufPos;

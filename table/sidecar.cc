@@ -13,10 +13,9 @@ void CCatStd::SaveSide() {
   // it: a header of another length (an older version, another locale) can
   // only come with a sidecar built anew. Dropping it closes m_fileSide,
   // which tells the caller.
-  const DWORD nSize = SideHeaderSize(static_cast<DWORD>(m_arColTypes.GetSize()),
-                                     static_cast<DWORD>(m_arColSizes.GetSize()),
-                                     static_cast<DWORD>(m_arColIndexPos.GetSize()),
-                                     static_cast<DWORD>(strLocale.GetLength()));
+  const DWORD nSize = SideHeaderSize(
+      static_cast<DWORD>(m_arColTypes.GetSize()), static_cast<DWORD>(m_arColSizes.GetSize()),
+      static_cast<DWORD>(m_arColIndexPos.GetSize()), static_cast<DWORD>(strLocale.GetLength()));
   if (m_fileSide.GetLength() > 0 && nSize != m_nRowTablePos) {
     DropSide();
     return;

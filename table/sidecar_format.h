@@ -38,14 +38,16 @@
 
 #include "platform/types.h"
 
-constexpr BYTE SIDE_VERSION = 5;            // written, with the locale field
-constexpr BYTE SIDE_VERSION_NO_LOCALE = 4;  // valid, without the locale field
+constexpr BYTE SIDE_VERSION = 5;             // written, with the locale field
+constexpr BYTE SIDE_VERSION_NO_LOCALE = 4;   // valid, without the locale field
 constexpr BYTE SIDE_VERSION_EXTRA_WORD = 2;  // a WORD follows the row count
 // Buffer of the archives that read and write the header.
 constexpr int SIDE_ARCHIVE_BUFFER = 4096;
 
 // Bytes of an archive count of n entries.
-constexpr DWORD SideCountSize(DWORD n) { return n < 0xFFFF ? 2 : 6; }
+constexpr DWORD SideCountSize(DWORD n) {
+  return n < 0xFFFF ? 2 : 6;
+}
 
 // Size of a version-5 header with so many types, key sizes and index offsets
 // and a locale of nLocaleLen bytes, as the archive writes it.

@@ -68,10 +68,11 @@ class LORN_INTERNAL CTableWriter {
   // Writes what is buffered.
   void Flush();
 
-  // FALSE once a line would not read back as written: in the scrambled
-  // form, a byte stored as SEP, CR, LF or NUL, or a SEP or CR standing where
-  // the reader takes the byte behind a lead byte. The plain form is always
-  // readable. The caller decides what to do with such a file.
+  // FALSE once a line would not read back as written: a cell of
+  // LINE_BUFFER_SIZE bytes or more, which the reader cannot hold; in the
+  // scrambled form also a byte stored as SEP, CR, LF or NUL, or a SEP or CR
+  // standing where the reader takes the byte behind a lead byte. The caller
+  // decides what to do with such a file.
   BOOL IsReadable() const { return m_bReadable; }
 
  private:
@@ -90,6 +91,7 @@ class LORN_INTERNAL CTableWriter {
   BOOL m_bInLine = FALSE;    // a line has been started and not ended
   char m_cKey = 0;           // the present line's key, negated
   BOOL m_bTrail = FALSE;     // the next byte is the trail of a lead byte
+  size_t m_nCellLength = 0;  // bytes of the present cell so far
 };
 
 // --- Names of the files that a rewrite makes ---

@@ -63,8 +63,7 @@ std::string DescribeException(const CException& e) {
     std::string strName =
         pArchive->m_strFileName.IsEmpty() ? "archive" : pArchive->m_strFileName.GetString();
     if (EndsWithNoCase(pArchive->m_strFileName, ".SDX")) {
-      return strName + ": damaged sidecar (" + e.what() +
-             "); remove it and the next command rebuilds it";
+      return strName + ": damaged sidecar (" + e.what() + "); \"lorn drop TABLE\" removes it";
     }
     return strName + ": damaged file (" + e.what() + ")";
   }

@@ -36,10 +36,25 @@ char OneCharacter(const char* pszOption, const std::string& strValue) {
     return '\t';
   }
   if (strValue.size() != 1 || strValue[0] == '\0') {
-    throw CCliError(Format("%s wants one character (or \\t), not \"%s\"", pszOption,
-                           strValue.c_str()));
+    throw CCliError(
+        Format("%s wants one character (or \\t), not \"%s\"", pszOption, strValue.c_str()));
   }
   return strValue[0];
+}
+
+bool IsGlobalOption(const std::string& strName) {
+  static const char* const s_apszFlags[] = {"-q", "--quiet", "--progress", "--json", "--utf8"};
+  for (const char* pszFlag : s_apszFlags) {
+    if (strName == pszFlag) {
+      return true;
+    }
+  }
+  for (const CValuedOption& option : kValuedOptions) {
+    if (strName == option.pszName) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
@@ -158,6 +173,11 @@ CArgList::CArgList(const std::string& strCommand, const std::vector<std::string>
       }
     } else if (flags.count(strArg) != 0) {
       m_flags.insert(strArg);
+    } else if (IsGlobalOption(strName)) {
+      throw CCliError(
+          Format("%s: %s is a common option: give it before the command (lorn %s "
+                 "%s ...)",
+                 strCommand.c_str(), strName.c_str(), strName.c_str(), strCommand.c_str()));
     } else {
       throw CCliError(Format("%s: unknown option %s (see lorn %s --help)", strCommand.c_str(),
                              strName.c_str(), strCommand.c_str()));

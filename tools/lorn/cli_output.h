@@ -57,4 +57,16 @@ class COutput {
   std::vector<std::string> m_arKeys;  // JSON string literals of the names
 };
 
+// Sets a codec on the output for as long as the guard lives.
+class CCodecGuard {
+ public:
+  CCodecGuard(COutput& out, const CTextCodec* pCodec) : m_out(out) { m_out.SetCodec(pCodec); }
+  ~CCodecGuard() { m_out.SetCodec(nullptr); }
+  CCodecGuard(const CCodecGuard&) = delete;
+  CCodecGuard& operator=(const CCodecGuard&) = delete;
+
+ private:
+  COutput& m_out;
+};
+
 #endif  // LORN_TOOLS_LORN_CLI_OUTPUT_H_

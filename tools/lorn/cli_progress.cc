@@ -73,6 +73,7 @@ void CConsoleMonitor::End() {
   m_strTitle.clear();
   m_strStep.clear();
   m_nShownPercent = -1;
+  m_strLastLine.clear();
 }
 
 void CConsoleMonitor::ShowError(const char* pszText) {
@@ -135,7 +136,12 @@ void CConsoleMonitor::Draw(bool bForce) {
                  strBar.c_str());
     m_bLineShown = true;
   } else {
-    std::fprintf(m_pFile, "%s%s\n", strLabel.c_str(), strBar.c_str());
+    std::string strLine = strLabel + strBar;
+    if (strLine == m_strLastLine) {
+      return;
+    }
+    m_strLastLine = strLine;
+    std::fprintf(m_pFile, "%s\n", strLine.c_str());
   }
   std::fflush(m_pFile);
 }

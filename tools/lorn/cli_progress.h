@@ -45,6 +45,7 @@ class CConsoleMonitor : public CProgressMonitor {
   std::string m_strTitle;
   std::string m_strStep;
   int m_nShownPercent = -1;
+  std::string m_strLastLine;  // last line written when not on a terminal
 };
 
 // Installs a monitor for the lifetime of the guard and clears it with

@@ -89,9 +89,10 @@ std::string WhyNotOpen(const std::string& strPath) {
                     FileErrorText(error).c_str());
     }
     if (!HasWriteBits(side)) {
-      return Format("%s: its sidecar %s is read-only and out of date; make it writable or "
-                    "remove it",
-                    strPath.c_str(), strSide.c_str());
+      return Format(
+          "%s: its sidecar %s is read-only and out of date; make it writable or "
+          "remove it",
+          strPath.c_str(), strSide.c_str());
     }
   }
   return Format("%s: cannot open the table", strPath.c_str());
@@ -114,8 +115,8 @@ void ThrowIndexFailure(CCatStd& table, const std::string& strPath) {
   }
   if (strWhy.empty()) {
     const char* pszTemp = std::getenv("TMPDIR");
-    strWhy = Format("%s: indexing failed: a working file could not be made in %s",
-                    strPath.c_str(), pszTemp != nullptr && *pszTemp ? pszTemp : "/tmp");
+    strWhy = Format("%s: indexing failed: a working file could not be made in %s", strPath.c_str(),
+                    pszTemp != nullptr && *pszTemp ? pszTemp : "/tmp");
   }
   throw CCliError(strWhy);
 }
@@ -191,8 +192,8 @@ std::vector<std::string> SplitList(const std::string& strText, char cSep) {
   size_t nStart = 0;
   while (true) {
     size_t nSep = strText.find(cSep, nStart);
-    pieces.push_back(Trim(strText.substr(nStart, nSep == std::string::npos ? std::string::npos
-                                                                           : nSep - nStart)));
+    pieces.push_back(Trim(
+        strText.substr(nStart, nSep == std::string::npos ? std::string::npos : nSep - nStart)));
     if (nSep == std::string::npos) {
       return pieces;
     }
@@ -205,8 +206,8 @@ DWORD ParseRowNumber(const std::string& strToken, const char* pszCommand) {
                  strToken.find_first_not_of("0123456789") == std::string::npos;
   unsigned long long nValue = bDigits ? std::strtoull(strToken.c_str(), nullptr, 10) : 0;
   if (!bDigits || nValue > 0xFFFFFFFFULL) {
-    throw CCliError(Format("%s: \"%s\" is not a row number (0, 1, 2, ...)", pszCommand,
-                           strToken.c_str()));
+    throw CCliError(
+        Format("%s: \"%s\" is not a row number (0, 1, 2, ...)", pszCommand, strToken.c_str()));
   }
   return static_cast<DWORD>(nValue);
 }

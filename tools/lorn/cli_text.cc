@@ -36,8 +36,8 @@ iconv_t OpenConverter(int nCodePage, bool bToUtf8) {
     if (strName.empty()) {
       continue;
     }
-    iconv_t cd = bToUtf8 ? iconv_open("UTF-8", strName.c_str())
-                         : iconv_open(strName.c_str(), "UTF-8");
+    iconv_t cd =
+        bToUtf8 ? iconv_open("UTF-8", strName.c_str()) : iconv_open(strName.c_str(), "UTF-8");
     if (cd != kNoConverter) {
       return cd;
     }
@@ -94,8 +94,8 @@ CTextCodec::CTextCodec(int nCodePage)
     if (m_fromUtf8 != kNoConverter) {
       iconv_close(m_fromUtf8);
     }
-    throw CCliError(Format("no converter between code page %d and UTF-8 on this system",
-                           nCodePage));
+    throw CCliError(
+        Format("no converter between code page %d and UTF-8 on this system", nCodePage));
   }
 }
 
@@ -113,8 +113,8 @@ std::string CTextCodec::ToUtf8(const std::string& strText) const {
 std::string CTextCodec::FromUtf8(const std::string& strText) const {
   std::string strOut;
   if (!Convert(m_fromUtf8, strText, strOut, false)) {
-    throw CCliError(Format("\"%s\" cannot be written in code page %d", strText.c_str(),
-                           m_nCodePage));
+    throw CCliError(
+        Format("\"%s\" cannot be written in code page %d", strText.c_str(), m_nCodePage));
   }
   return strOut;
 }

@@ -46,5 +46,5 @@ int RunIndex(CCliContext& context, const std::vector<std::string>& args) {
 
 }  // namespace
 
-const CCommand g_cmdIndex = {"index", "analyse a table and build the indexes of columns",
-                             kUsage, &RunIndex};
+const CCommand g_cmdIndex = {"index", "analyse a table and build the indexes of columns", kUsage,
+                             &RunIndex};

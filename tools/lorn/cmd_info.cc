@@ -83,7 +83,8 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
 
   // The state is told before the table is opened: opening drops a stale
   // sidecar.
-  CSidecarState side = InspectSidecar(strPath);
+  CSidecarState side;
+  InspectSidecar(strPath, side);
   bool bScrambled = IsScrambledName(strPath);
   std::string strLocale;
   std::string strRows = "unknown";
@@ -94,7 +95,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
     CCatStd table(strPath.c_str());
     RequireOpen(table, strPath);
     std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
-    out.SetCodec(pCodec.get());
+    CCodecGuard codecGuard(out, pCodec.get());
     bScrambled = table.IsScrambled() != FALSE;
     CString strLoc;
     table.GetLocale(strLoc);
@@ -118,7 +119,6 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
       }
       columns.push_back(column);
     }
-    out.SetCodec(nullptr);
   }
 
   std::string strForm = bScrambled ? "scrambled" : "plain";
@@ -139,11 +139,11 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
       strLine += "[";
       for (size_t i = 0; i < columns.size(); ++i) {
         const CColumnInfo& column = columns[i];
-        strLine += Format("%s{\"number\":%zu,\"name\":%s,\"type\":\"%s\",\"size\":%u,"
-                          "\"flags\":%u,\"index\":\"%s\"}",
-                          i > 0 ? "," : "", i, COutput::JsonString(column.strName).c_str(),
-                          TypeName(column.nType), column.nSize, column.nFlags,
-                          column.pszIndex);
+        strLine += Format(
+            "%s{\"number\":%zu,\"name\":%s,\"type\":\"%s\",\"size\":%u,"
+            "\"flags\":%u,\"index\":\"%s\"}",
+            i > 0 ? "," : "", i, COutput::JsonString(column.strName).c_str(),
+            TypeName(column.nType), column.nSize, column.nFlags, column.pszIndex);
       }
       strLine += "]";
     }
@@ -168,20 +168,18 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   for (const CColumnInfo& column : columns) {
     nWidth = std::max(nWidth, static_cast<int>(column.strName.size()));
   }
-  out.Line(Format("%5s  %-*s  %-4s  %4s  %-5s  %s", "#", nWidth, "name", "type", "size",
-                  "flags", "index"));
+  out.Line(Format("%5s  %-*s  %-4s  %4s  %-5s  %s", "#", nWidth, "name", "type", "size", "flags",
+                  "index"));
   for (size_t i = 0; i < columns.size(); ++i) {
     const CColumnInfo& column = columns[i];
     std::string strFlags = column.nFlags != 0 ? Format("0x%02X", column.nFlags) : "-";
     std::string strSize = column.nSize != 0 ? std::to_string(column.nSize) : "-";
     out.Line(Format("%5zu  %-*s  %-4s  %4s  %-5s  %s", i, nWidth, column.strName.c_str(),
-                    TypeName(column.nType), strSize.c_str(), strFlags.c_str(),
-                    column.pszIndex));
+                    TypeName(column.nType), strSize.c_str(), strFlags.c_str(), column.pszIndex));
   }
   return EXIT_OK;
 }
 
 }  // namespace
 
-const CCommand g_cmdInfo = {"info", "what lorn knows of a table and its sidecar", kUsage,
-                            &RunInfo};
+const CCommand g_cmdInfo = {"info", "what lorn knows of a table and its sidecar", kUsage, &RunInfo};

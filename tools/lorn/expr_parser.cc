@@ -8,7 +8,9 @@
 
 namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t';
+}
 
 class CExprReader {
  public:
@@ -49,8 +51,7 @@ class CExprReader {
       Fail("expected a column name");
     }
     if (AtEnd() || m_strExpr[m_nPos] == '&' || m_strExpr[m_nPos] == '|') {
-      Fail(Format("expected one of = < <= > >= != <> after \"%s\"",
-                  criterion.strColumn.c_str()));
+      Fail(Format("expected one of = < <= > >= != <> after \"%s\"", criterion.strColumn.c_str()));
     }
     criterion.nMask = ParseOperator();
     SkipBlanks();
@@ -123,8 +124,8 @@ class CExprReader {
   [[noreturn]] void Fail(const std::string& strWhat) const {
     std::string strAt = AtEnd() ? "at the end" : Format("at character %zu", m_nPos + 1);
     std::string strRest = AtEnd() ? "" : " (\"" + m_strExpr.substr(m_nPos) + "\")";
-    throw CCliError(Format("bad expression %s%s: %s", strAt.c_str(), strRest.c_str(),
-                           strWhat.c_str()));
+    throw CCliError(
+        Format("bad expression %s%s: %s", strAt.c_str(), strRest.c_str(), strWhat.c_str()));
   }
 
   const std::string& m_strExpr;

@@ -3,6 +3,7 @@
 #include "platform/carchive.h"
 #include "platform/exceptions.h"
 #include "platform/time_zone.h"
+#include "table/cat_internal.h"
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
 
@@ -21,8 +22,7 @@ bool TableStampOf(const std::string& strTable, DWORD& nStamp) {
   if (!CFile::GetStatus(strTable.c_str(), status)) {
     return false;
   }
-  nStamp = static_cast<DWORD>(status.m_mtime.GetTime()) -
-           static_cast<DWORD>(GetTimeZoneBias());
+  nStamp = static_cast<DWORD>(status.m_mtime.GetTime()) - static_cast<DWORD>(GetTimeZoneBias());
   return true;
 }
 
@@ -48,12 +48,12 @@ void ReadSidecarHeader(CFile& file, CSidecarHeader& header) {
   header.nRowTablePos = static_cast<DWORD>(file.GetPosition());
 }
 
-CSidecarState InspectSidecar(const std::string& strTable) {
-  CSidecarState state;
+void InspectSidecar(const std::string& strTable, CSidecarState& state) {
   state.strPath = SidecarPathOf(strTable);
   state.bTableStamp = TableStampOf(strTable, state.nTableStamp);
   if (!FileExists(state.strPath.c_str())) {
-    return state;
+    state.nState = ESideState::absent;
+    return;
   }
   CFile file;
   CFileException error;
@@ -65,14 +65,14 @@ CSidecarState InspectSidecar(const std::string& strTable) {
       state.nState = ESideState::unreadable;
       state.strReason = DescribeException(error);
     }
-    return state;
+    return;
   }
   state.nState = ESideState::stale;
   try {
     ReadSidecarHeader(file, state.header);
   } catch (const CArchiveException&) {
     state.strReason = "damaged header";
-    return state;
+    return;
   }
   state.bHeader = true;
   const CSidecarHeader& header = state.header;
@@ -87,7 +87,6 @@ CSidecarState InspectSidecar(const std::string& strTable) {
   } else {
     state.nState = ESideState::valid;
   }
-  return state;
 }
 
 const char* SideStateName(ESideState nState) {

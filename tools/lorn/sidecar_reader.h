@@ -26,10 +26,10 @@ struct CSidecarHeader {
 };
 
 enum class ESideState {
-  absent,    // no file
-  valid,     // the table will use it
-  stale,     // the table will drop it and build a new one
-  locked,    // held by another process: being indexed or rewritten
+  absent,      // no file
+  valid,       // the table will use it
+  stale,       // the table will drop it and build a new one
+  locked,      // held by another process: being indexed or rewritten
   unreadable,  // exists but cannot be opened for reading
 };
 
@@ -58,7 +58,7 @@ void ReadSidecarHeader(CFile& file, CSidecarHeader& header);
 // Tells the state of the sidecar of strTable as the table object would judge
 // it on opening: version 4 or 5, the table's stamp (a whole number of hours
 // apart counts as equal) and a locale the library knows.
-CSidecarState InspectSidecar(const std::string& strTable);
+void InspectSidecar(const std::string& strTable, CSidecarState& state);
 
 // "absent", "valid", "stale", "being indexed", "unreadable".
 const char* SideStateName(ESideState nState);

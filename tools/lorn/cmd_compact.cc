@@ -1,0 +1,61 @@
+// lorn compact: folds rows that differ in one column into list cells.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/collections.h"
+#include "table/cat_std.h"
+#include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_rewrite.h"
+#include "tools/lorn/cli_table.h"
+#include "tools/lorn/commands.h"
+
+namespace {
+
+const char kUsage[] =
+    "Rewrites a table so that rows which agree in all cells but one stand as\n"
+    "one row whose cell lists the values (\"BLEU*ROUGE\"). One pass per column,\n"
+    "in the order given; a later pass works on what the earlier one wrote. The\n"
+    "table is rewritten whole or, on failure, left as it was; its sidecar is\n"
+    "rebuilt when it had one. Plain (TXT) tables only.\n"
+    "\n"
+    "Usage:\n"
+    "  lorn [options] compact TABLE [COLUMN...]\n"
+    "  lorn compact --help\n"
+    "\n"
+    "Arguments:\n"
+    "  COLUMN       a column name (any case) or #N [default: every column, in order]\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help   this text\n";
+
+int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
+  CArgList list("compact", args, {}, {});
+  list.RequireCount(1, -1, "lorn compact TABLE [COLUMN...]");
+  const std::string& strPath = list.Positional()[0];
+  CCatStd table(strPath.c_str());
+  RequireOpen(table, strPath);
+  RequirePlain(table.IsScrambled() != FALSE, strPath, "compact");
+  std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
+  CWordArray arCols;
+  for (size_t i = 1; i < list.Positional().size(); ++i) {
+    arCols.Add(ResolveColumn(table, strPath, list.Positional()[i], pCodec.get()));
+  }
+  CString strTablePath;
+  table.GetPath(strTablePath);
+  CRewriteGuard guard(strPath, {WorkFileOf(strTablePath.GetString(), "TMP"),
+                                WorkFileOf(strTablePath.GetString(), "~TM")});
+  BOOL bDone = table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr);
+  if (!bDone) {
+    table.Close();
+    std::string strWhy = WhyNotWritable(strPath);
+    throw CCliError(strWhy.empty() ? strPath + ": compaction failed" : strWhy);
+  }
+  guard.Commit();
+  return EXIT_OK;
+}
+
+}  // namespace
+
+const CCommand g_cmdCompact = {"compact", "fold rows that differ in one column into lists", kUsage,
+                               &RunCompact};

@@ -1,0 +1,53 @@
+// lorn values: the distinct values of a column, in index order.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/lorn_defs.h"
+#include "table/cat_std.h"
+#include "tools/lorn/cli_table.h"
+#include "tools/lorn/commands.h"
+
+namespace {
+
+const char kUsage[] =
+    "Prints the distinct values of a column, one a line, in the order of its\n"
+    "index (numbers by value, text without regard to case), each in the\n"
+    "spelling of the first row that holds it. A list cell gives each of its\n"
+    "values; values that stand only in ranges or as the lone wildcard are not\n"
+    "listed. Builds the column's index when it has none.\n"
+    "\n"
+    "Usage:\n"
+    "  lorn [options] values TABLE COLUMN\n"
+    "  lorn values --help\n"
+    "\n"
+    "Arguments:\n"
+    "  COLUMN       a column name (any case) or #N, the column's number from 0\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help   this text\n";
+
+int RunValues(CCliContext& context, const std::vector<std::string>& args) {
+  CArgList list("values", args, {}, {});
+  list.RequireCount(2, 2, "lorn values TABLE COLUMN");
+  const std::string& strPath = list.Positional()[0];
+  CCatStd table(strPath.c_str());
+  RequireOpen(table, strPath);
+  std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
+  CCodecGuard codecGuard(context.out, pCodec.get());
+  WORD nCol = ResolveColumn(table, strPath, list.Positional()[1], pCodec.get());
+  table.SetColFlags(nCol, COL_FLAG_INDEXED);
+  RequireIndexed(table, strPath);
+  CString strValue;
+  for (BOOL bMore = table.NextColValue(nCol, strValue, TRUE); bMore;
+       bMore = table.NextColValue(nCol, strValue, FALSE)) {
+    context.out.Value(strValue);
+  }
+  context.out.Flush();
+  return EXIT_OK;
+}
+
+}  // namespace
+
+const CCommand g_cmdValues = {"values", "the distinct values of a column, in index order", kUsage,
+                              &RunValues};

@@ -1,0 +1,492 @@
+// End-to-end tests of the lorn command: each runs the built binary on small
+// tables in a private directory and checks its exit status, standard output
+// and standard error.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "gmock/gmock.h"
+#include "gtest/gtest.h"
+#include "testing/test_util.h"
+
+namespace {
+
+using lorn_test::Exists;
+using lorn_test::ReadFile;
+using lorn_test::TempDir;
+using lorn_test::WriteFile;
+using ::testing::HasSubstr;
+
+struct CRun {
+  int nStatus = -1;
+  std::string strOut;
+  std::string strErr;
+};
+
+// Runs lorn with args in strDir. bCloseOut: the reader of standard output
+// goes away at once, as "| head -0" would.
+CRun Lorn(const std::string& strDir, const std::vector<std::string>& args, bool bCloseOut = false) {
+  int out[2];
+  int err[2];
+  if (pipe(out) != 0 || pipe(err) != 0) {
+    ADD_FAILURE() << "pipe";
+    return {};
+  }
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(out[1], STDOUT_FILENO);
+    dup2(err[1], STDERR_FILENO);
+    close(out[0]);
+    close(out[1]);
+    close(err[0]);
+    close(err[1]);
+    if (chdir(strDir.c_str()) != 0) {
+      _exit(126);
+    }
+    std::vector<char*> argv = {const_cast<char*>(LORN_CLI_PATH)};
+    for (const std::string& strArg : args) {
+      argv.push_back(const_cast<char*>(strArg.c_str()));
+    }
+    argv.push_back(nullptr);
+    execv(LORN_CLI_PATH, argv.data());
+    _exit(127);
+  }
+  close(out[1]);
+  close(err[1]);
+  if (bCloseOut) {
+    close(out[0]);
+  }
+  CRun run;
+  pollfd fds[2] = {{bCloseOut ? -1 : out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string* apText[2] = {&run.strOut, &run.strErr};
+  int nOpen = bCloseOut ? 1 : 2;
+  while (nOpen > 0 && poll(fds, 2, 20000) > 0) {
+    for (int i = 0; i < 2; ++i) {
+      if (fds[i].fd < 0 || fds[i].revents == 0) {
+        continue;
+      }
+      char buffer[4096];
+      ssize_t n = read(fds[i].fd, buffer, sizeof(buffer));
+      if (n > 0) {
+        apText[i]->append(buffer, static_cast<size_t>(n));
+      } else {
+        close(fds[i].fd);
+        fds[i].fd = -1;
+        --nOpen;
+      }
+    }
+  }
+  int nWait = 0;
+  waitpid(pid, &nWait, 0);
+  run.nStatus = WIFEXITED(nWait) ? WEXITSTATUS(nWait) : 128 + WTERMSIG(nWait);
+  return run;
+}
+
+std::string Table(const std::vector<std::string>& lines) {
+  std::string strText;
+  for (const std::string& strLine : lines) {
+    strText += strLine + "\r\n";
+  }
+  return strText;
+}
+
+// Six rows; PRICE is Real, QTY Long, COLOR holds a list, a wildcard and an
+// empty cell.
+const std::string kTools = Table({
+    "REF\tNAME\tFAMILY\tPRICE\tQTY\tCOLOR",
+    "A1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE",
+    "A2\tSaw\tTOOLS\t30\t10\tGREEN",
+    "B1\tRake\tGARDEN\t45\t2\tRED",
+    "B2\tHose\tGARDEN\t8\t7\t*",
+    "C1\tBrush\tPAINT\t3\t1\t",
+    "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY",
+});
+const std::string kToolsHeader = "REF\tNAME\tFAMILY\tPRICE\tQTY\tCOLOR\n";
+
+class LornCli : public ::testing::Test {
+ protected:
+  void SetUp() override { WriteFile(m_dir.File("tools.txt"), kTools); }
+  CRun Run(const std::vector<std::string>& args, bool bCloseOut = false) {
+    return Lorn(m_dir.path(), args, bCloseOut);
+  }
+  std::string File(const std::string& strName) const { return m_dir.File(strName); }
+
+  TempDir m_dir;
+};
+
+TEST_F(LornCli, HelpAndUsageErrors) {
+  CRun help = Run({"--help"});
+  EXPECT_EQ(help.nStatus, 0);
+  EXPECT_THAT(help.strOut, HasSubstr("Usage:\n  lorn [options] COMMAND ARGS..."));
+  EXPECT_THAT(help.strOut, HasSubstr("  sidecar "));
+  EXPECT_THAT(help.strOut, HasSubstr("--sep C            cell separator, one character or \\t "
+                                     "[default: \\t]"));
+  CRun query = Run({"query", "--help"});
+  EXPECT_EQ(query.nStatus, 0);
+  size_t nUsage = query.strOut.find("Usage:\n  lorn [options] query TABLE EXPR");
+  size_t nOptions = query.strOut.find("Options:\n  --columns");
+  EXPECT_NE(query.strOut.find("Runs a query"), std::string::npos);
+  EXPECT_LT(query.strOut.find("Runs a query"), nUsage);
+  EXPECT_LT(nUsage, nOptions);
+  EXPECT_THAT(query.strOut, HasSubstr("[default: all columns]"));
+
+  CRun none = Run({});
+  EXPECT_EQ(none.nStatus, 2);
+  EXPECT_THAT(none.strErr, HasSubstr("Usage:"));
+  EXPECT_EQ(none.strOut, "");
+  CRun unknown = Run({"frobnicate", "x"});
+  EXPECT_EQ(unknown.nStatus, 2);
+  EXPECT_EQ(unknown.strErr, "lorn: unknown command \"frobnicate\" (see lorn --help)\n");
+  EXPECT_THAT(Run({"--bogus", "info", "tools.txt"}).strErr, HasSubstr("unknown option --bogus"));
+  EXPECT_THAT(Run({"--sep", "ab", "info", "tools.txt"}).strErr,
+              HasSubstr("--sep wants one character"));
+  CRun locale = Run({"--locale", "xx_YY", "info", "tools.txt"});
+  EXPECT_EQ(locale.nStatus, 2);
+  EXPECT_THAT(locale.strErr, HasSubstr("unknown locale \"xx_YY\""));
+  EXPECT_THAT(Run({"rows", "tools.txt", "0", "--utf8"}).strErr,
+              HasSubstr("--utf8 is a common option: give it before the command"));
+  EXPECT_THAT(Run({"rows", "tools.txt"}).strErr, HasSubstr("missing argument"));
+  EXPECT_THAT(Run({"query", "tools.txt", "REF=A1", "--nope"}).strErr,
+              HasSubstr("query: unknown option --nope"));
+}
+
+TEST_F(LornCli, InfoTellsStateWithoutChangingAnything) {
+  CRun fresh = Run({"info", "tools.txt"});
+  ASSERT_EQ(fresh.nStatus, 0) << fresh.strErr;
+  EXPECT_THAT(fresh.strOut, HasSubstr("form     plain\nsidecar  tools.SDX\nstate    absent\n"));
+  EXPECT_THAT(fresh.strOut, HasSubstr("rows     unknown\ncolumns  6\n"));
+  EXPECT_THAT(fresh.strOut, HasSubstr("    3  PRICE   -        -  -      -\n"));
+  EXPECT_FALSE(Exists(File("tools.SDX")));
+
+  ASSERT_EQ(Run({"index", "tools.txt", "price"}).nStatus, 0);
+  CRun indexed = Run({"info", "tools.txt"});
+  EXPECT_THAT(indexed.strOut, HasSubstr("state    valid\n"));
+  EXPECT_THAT(indexed.strOut, HasSubstr("rows     6\n"));
+  EXPECT_THAT(indexed.strOut, HasSubstr("    3  PRICE   Real     8  0x10   built\n"));
+  EXPECT_THAT(indexed.strOut, HasSubstr("    4  QTY     Long     4  -      -\n"));
+  CRun json = Run({"--json", "info", "tools.txt"});
+  EXPECT_THAT(json.strOut, HasSubstr("\"state\":\"valid\",\"locale\":\"\",\"rows\":6"));
+  EXPECT_THAT(json.strOut,
+              HasSubstr("{\"number\":3,\"name\":\"PRICE\",\"type\":\"Real\",\"size\":8,"
+                        "\"flags\":16,\"index\":\"built\"}"));
+
+  lorn_test::SetMTime(File("tools.txt"), lorn_test::GetMTime(File("tools.txt")) + 10);
+  CRun stale = Run({"info", "tools.txt"});
+  EXPECT_THAT(stale.strOut, HasSubstr("state    stale (the table changed since it was indexed)"));
+  EXPECT_THAT(stale.strOut, HasSubstr("rows     unknown\n"));
+
+  CRun missing = Run({"info", "nothing.txt"});
+  EXPECT_EQ(missing.nStatus, 2);
+  EXPECT_EQ(missing.strErr, "lorn: nothing.txt: No such file or directory\n");
+  WriteFile(File("empty.txt"), "");
+  EXPECT_THAT(Run({"info", "empty.txt"}).strErr, HasSubstr("empty.txt: empty file"));
+}
+
+TEST_F(LornCli, IndexReportsWhyItCannotWrite) {
+  CRun unknown = Run({"index", "tools.txt", "COLOUR"});
+  EXPECT_EQ(unknown.nStatus, 2);
+  EXPECT_EQ(unknown.strErr,
+            "lorn: tools.txt: unknown column \"COLOUR\"; the columns are REF, NAME, FAMILY, "
+            "PRICE, QTY, COLOR\n");
+  EXPECT_THAT(Run({"index", "tools.txt", "#9"}).strErr,
+              HasSubstr("no column #9; the table has columns #0 to #5"));
+
+  CRun ok = Run({"index", "tools.txt", "#5"});
+  EXPECT_EQ(ok.nStatus, 0) << ok.strErr;
+  EXPECT_EQ(ok.strOut, "");
+  EXPECT_THAT(Run({"info", "tools.txt"}).strOut, HasSubstr("COLOR   Str      6  0x10   built"));
+
+  // Another process holds the sidecar: being indexed.
+  int fd = open(File("tools.SDX").c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);
+  CRun locked = Run({"index", "tools.txt", "QTY"});
+  EXPECT_EQ(locked.nStatus, 2);
+  EXPECT_THAT(locked.strErr, HasSubstr("sidecar tools.SDX is locked by another process"));
+  EXPECT_THAT(Run({"info", "tools.txt"}).strOut, HasSubstr("state    being indexed\n"));
+  close(fd);
+
+  chmod(File("tools.SDX").c_str(), 0444);
+  CRun readOnly = Run({"index", "tools.txt", "QTY"});
+  EXPECT_EQ(readOnly.nStatus, 2);
+  EXPECT_THAT(readOnly.strErr, HasSubstr("its sidecar tools.SDX is read-only"));
+}
+
+TEST_F(LornCli, QueryPrintsQualifyingRowsOnce) {
+  CRun run = Run({"-q", "query", "tools.txt", "FAMILY=TOOLS & PRICE<20 | COLOR=RED"});
+  ASSERT_EQ(run.nStatus, 0) << run.strErr;
+  EXPECT_EQ(run.strOut, kToolsHeader +
+                            "A1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE\n"
+                            "B1\tRake\tGARDEN\t45\t2\tRED\n"
+                            "B2\tHose\tGARDEN\t8\t7\t*\n"
+                            "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
+  EXPECT_EQ(run.strErr, "");
+
+  // RED and BLUE both qualify in row 0: it still prints and counts once.
+  EXPECT_EQ(Run({"query", "tools.txt", "color>A"}).strOut.find("A1\t"), kToolsHeader.size());
+  EXPECT_EQ(Run({"query", "tools.txt", "color>A", "--count"}).strOut, "5\n");
+  EXPECT_EQ(Run({"query", "tools.txt", "COLOR<>RED", "--row-numbers"}).strOut,
+            "#\t" + kToolsHeader +
+                "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n4\tC1\tBrush\tPAINT\t3\t1\t\n"
+                "5\tD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
+  EXPECT_EQ(Run({"query", "tools.txt", "NAME = 'Nuts & Bolts' | #0=\"C1\""}).strOut,
+            kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
+  EXPECT_EQ(Run({"query", "tools.txt", "QTY>=5 & QTY<=7"}).strOut,
+            kToolsHeader + "A1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE\nB2\tHose\tGARDEN\t8\t7\t*\n");
+
+  CRun view = Run({"query", "tools.txt", "PRICE>0", "--columns", "family,#0", "--row-numbers"});
+  EXPECT_EQ(view.strOut,
+            "#\tREF\tFAMILY\n0\tA1\tTOOLS\n1\tA2\tTOOLS\n2\tB1\tGARDEN\n"
+            "3\tB2\tGARDEN\n4\tC1\tPAINT\n5\tD1\tTOOLS\n");
+  EXPECT_EQ(Run({"query", "tools.txt", "PRICE>0", "--columns=FAMILY"}).strOut,
+            "FAMILY\nTOOLS\nGARDEN\nPAINT\n");
+  EXPECT_EQ(Run({"query", "tools.txt", "PRICE>0", "--columns=FAMILY", "--count"}).strOut, "3\n");
+  EXPECT_EQ(Run({"--json", "query", "tools.txt", "REF=B*", "--columns", "REF,QTY"}).strOut,
+            "{\"REF\":\"B1\",\"QTY\":\"2\"}\n{\"REF\":\"B2\",\"QTY\":\"7\"}\n");
+
+  CRun none = Run({"query", "tools.txt", "FAMILY=NOTHING"});
+  EXPECT_EQ(none.nStatus, 1);
+  EXPECT_EQ(none.strOut, kToolsHeader);
+  EXPECT_EQ(Run({"query", "tools.txt", "FAMILY=NOTHING", "--count"}).nStatus, 1);
+}
+
+TEST_F(LornCli, QueryNamesTheFaultyTokenOrColumn) {
+  struct {
+    const char* pszExpr;
+    const char* pszError;
+  } cases[] = {
+      {"", "lorn: bad expression at the end: empty expression"},
+      {"FAMILY TOOLS",
+       "lorn: bad expression at the end: expected one of = < <= > >= != <> "
+       "after \"FAMILY TOOLS\""},
+      {"FAMILY=TOOLS &", "lorn: bad expression at the end: a criterion must follow \"&\""},
+      {"REF= | QTY=1", "lorn: bad expression at character 6 (\"| QTY=1\"): expected a value"},
+      {"REF='A1", "lorn: bad expression at character 5 (\"'A1\"): no closing ' for the value"},
+      {"REF='A1' B", "lorn: bad expression at character 10 (\"B\"): expected \"&\", \"|\""},
+      {"=A1", "lorn: bad expression at character 1 (\"=A1\"): expected a column name"},
+      {"REF!A1", "lorn: bad expression at character 4 (\"!A1\"): \"!\" must be followed"},
+      {"PRIZE<3", "lorn: tools.txt: unknown column \"PRIZE\"; the columns are REF, NAME"},
+  };
+  for (const auto& c : cases) {
+    CRun run = Run({"query", "tools.txt", c.pszExpr});
+    EXPECT_EQ(run.nStatus, 2) << c.pszExpr;
+    EXPECT_EQ(run.strErr.rfind(c.pszError, 0), 0u) << c.pszExpr << " gave " << run.strErr;
+    EXPECT_EQ(run.strOut, "") << c.pszExpr;
+  }
+  EXPECT_THAT(Run({"query", "missing.txt", "A=1"}).strErr,
+              HasSubstr("lorn: missing.txt: No such file or directory"));
+  EXPECT_THAT(Run({"query", "tools.txt", "REF=A1", "--columns", "REF,,QTY"}).strErr,
+              HasSubstr("has an empty name"));
+}
+
+TEST_F(LornCli, TextConvertsBetweenCodePageAndUtf8) {
+  WriteFile(File("accents.txt"), Table({"REF\tNAME",
+                                        "X1\t\xC9"
+                                        "clair",
+                                        "X2\tP\xE2te"}));
+  EXPECT_EQ(Run({"rows", "accents.txt", "0"}).strOut,
+            "REF\tNAME\nX1\t\xC9"
+            "clair\n");
+  EXPECT_EQ(Run({"--utf8", "rows", "accents.txt", "0", "1"}).strOut,
+            "REF\tNAME\nX1\t\xC3\x89"
+            "clair\nX2\tP\xC3\xA2te\n");
+  CRun typed = Run({"--utf8", "query", "accents.txt", "NAME=P\xC3\xA2te"});
+  EXPECT_EQ(typed.nStatus, 0) << typed.strErr;
+  EXPECT_EQ(typed.strOut, "REF\tNAME\nX2\tP\xC3\xA2te\n");
+  EXPECT_EQ(Run({"--json", "rows", "accents.txt", "0"}).strOut,
+            "{\"REF\":\"X1\",\"NAME\":\"\xC3\x89"
+            "clair\"}\n");
+  EXPECT_EQ(Run({"--utf8", "values", "accents.txt", "NAME"}).strOut,
+            "P\xC3\xA2te\n\xC3\x89"
+            "clair\n");
+  EXPECT_THAT(Run({"--utf8", "query", "accents.txt", "NAME=\xE2\x82\xAC\xF0\x9F\x98\x80"}).strErr,
+              HasSubstr("cannot be written in code page 1252"));
+}
+
+TEST_F(LornCli, ValuesListsDistinctValuesInIndexOrder) {
+  EXPECT_EQ(Run({"values", "tools.txt", "color"}).strOut, "BLUE\nGREEN\nGREY\nRED\n");
+  EXPECT_EQ(Run({"values", "tools.txt", "QTY"}).strOut, "1\n2\n3\n5\n7\n10\n");
+  EXPECT_EQ(Run({"--json", "values", "tools.txt", "FAMILY"}).strOut,
+            "\"GARDEN\"\n\"PAINT\"\n\"TOOLS\"\n");
+  CRun bad = Run({"values", "tools.txt", "SHADE"});
+  EXPECT_EQ(bad.nStatus, 2);
+  EXPECT_THAT(bad.strErr, HasSubstr("unknown column \"SHADE\""));
+}
+
+TEST_F(LornCli, RowsReadsByNumber) {
+  EXPECT_EQ(Run({"rows", "tools.txt", "4", "0"}).strOut,
+            kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nA1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE\n");
+  EXPECT_EQ(Run({"rows", "tools.txt", "1", "--row-numbers"}).strOut,
+            "#\t" + kToolsHeader + "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n");
+  CRun beyond = Run({"rows", "tools.txt", "0", "6"});
+  EXPECT_EQ(beyond.nStatus, 2);
+  EXPECT_EQ(beyond.strOut, "");
+  EXPECT_EQ(beyond.strErr, "lorn: tools.txt: no row 6; the table has 6 rows (0 to 5)\n");
+  EXPECT_EQ(Run({"rows", "tools.txt", "x1"}).strErr,
+            "lorn: rows: \"x1\" is not a row number (0, 1, 2, ...)\n");
+  EXPECT_THAT(Run({"rows", "tools.txt", "-1"}).strErr, HasSubstr("\"-1\" is not a row number"));
+}
+
+TEST_F(LornCli, CellShowsHowTheGrammarReads) {
+  EXPECT_EQ(Run({"cell", "(10..20("}).strOut, "RANGE\n9\n10\n20\n");
+  EXPECT_EQ(Run({"cell", "b*a"}).strOut, "LIST\n2\na\nb\n");
+  EXPECT_EQ(Run({"cell", "  "}).strOut, "EMPTY\n0\n");
+  EXPECT_EQ(Run({"cell", "*"}).strOut, "ANY\n0\n");
+  EXPECT_EQ(
+      Run({"--value-sep", "/", "--range-open", "[", "--range-sep", "-", "cell", "[1-5["}).strOut,
+      "RANGE\n9\n1\n5\n");
+  EXPECT_EQ(Run({"--value-sep=/", "cell", "x/y*z"}).strOut, "LIST\n2\nx\ny*z\n");
+  EXPECT_EQ(Run({"--json", "cell", "a\"b"}).strOut,
+            "{\"kind\":\"SINGLE\",\"flags\":0,\"values\":[\"a\\\"b\"]}\n");
+}
+
+TEST_F(LornCli, CompactAndUncompactRewriteWhole) {
+  const std::string kColors = Table({"REF\tCOLOR", "A1\tred", "A1\tblue", "A2\tred"});
+  WriteFile(File("colors.txt"), kColors);
+  CRun compact = Run({"compact", "colors.txt", "COLOR"});
+  ASSERT_EQ(compact.nStatus, 0) << compact.strErr;
+  EXPECT_EQ(ReadFile(File("colors.txt")), Table({"REF\tCOLOR", "A1\tblue*red", "A2\tred"}));
+  EXPECT_FALSE(Exists(File("colors.TMP")));
+
+  CRun to = Run({"uncompact", "colors.txt", "--to", "flat.txt"});
+  ASSERT_EQ(to.nStatus, 0) << to.strErr;
+  EXPECT_EQ(ReadFile(File("flat.txt")), Table({"REF\tCOLOR", "A1\tblue", "A1\tred", "A2\tred"}));
+  EXPECT_EQ(ReadFile(File("colors.txt")), Table({"REF\tCOLOR", "A1\tblue*red", "A2\tred"}));
+  EXPECT_THAT(Run({"uncompact", "colors.txt", "--to", "flat.txt"}).strErr,
+              HasSubstr("flat.txt exists; give --force"));
+
+  // A working file in the way: refused, the table unchanged.
+  WriteFile(File("colors.TMP"), "mine");
+  CRun blocked = Run({"uncompact", "colors.txt"});
+  EXPECT_EQ(blocked.nStatus, 2);
+  EXPECT_THAT(blocked.strErr, HasSubstr("colors.TMP exists"));
+  EXPECT_EQ(ReadFile(File("colors.TMP")), "mine");
+  unlink(File("colors.TMP").c_str());
+  ASSERT_EQ(Run({"uncompact", "colors.txt", "COLOR"}).nStatus, 0);
+  EXPECT_EQ(ReadFile(File("colors.txt")), Table({"REF\tCOLOR", "A1\tblue", "A1\tred", "A2\tred"}));
+
+  // A table that cannot be written is left as it was.
+  chmod(File("colors.txt").c_str(), 0444);
+  std::string strBefore = ReadFile(File("colors.txt"));
+  CRun readOnly = Run({"compact", "colors.txt"});
+  EXPECT_EQ(readOnly.nStatus, 2);
+  EXPECT_THAT(readOnly.strErr, HasSubstr("colors.txt: the table is read-only"));
+  EXPECT_EQ(ReadFile(File("colors.txt")), strBefore);
+  EXPECT_THAT(Run({"compact", "colors.txt", "SIZE"}).strErr, HasSubstr("unknown column \"SIZE\""));
+}
+
+TEST_F(LornCli, CryptAndDecryptMakeTwins) {
+  const std::string kPlain = Table({"REF\tPRIX", "A\t10", "B\t20"});
+  WriteFile(File("art.txt"), kPlain);
+  ASSERT_EQ(Run({"crypt", "art.txt"}).nStatus, 0);
+  std::string strScrambled = ReadFile(File("art.SDC"));
+  EXPECT_EQ(strScrambled.substr(0, 10), "QDE\tOQHW\r\n");
+  EXPECT_EQ(strScrambled.size(), kPlain.size());
+  EXPECT_EQ(Run({"rows", "art.SDC", "1"}).strOut, "REF\tPRIX\nB\t20\n");
+  EXPECT_EQ(Run({"crypt", "art.SDC"}).strErr, "lorn: art.SDC: the table is scrambled already\n");
+  EXPECT_THAT(Run({"crypt", "art.txt"}).strErr, HasSubstr("art.SDC exists; give --force"));
+  EXPECT_THAT(Run({"delete", "art.SDC", "0"}).strErr, HasSubstr("plain tables only"));
+
+  unlink(File("art.txt").c_str());
+  ASSERT_EQ(Run({"decrypt", "art.SDC"}).nStatus, 0);
+  EXPECT_EQ(ReadFile(File("art.TXT")), kPlain);
+  CRun force = Run({"decrypt", "art.SDC", "--force"});
+  EXPECT_EQ(force.nStatus, 0) << force.strErr;
+  EXPECT_EQ(ReadFile(File("art.TXT")), kPlain);
+}
+
+TEST_F(LornCli, DeleteTakesRowsOutOrNothing) {
+  std::string strBefore = ReadFile(File("tools.txt"));
+  CRun beyond = Run({"delete", "tools.txt", "1", "9"});
+  EXPECT_EQ(beyond.nStatus, 2);
+  EXPECT_EQ(beyond.strErr, "lorn: tools.txt: no row 9; the table has 6 rows\n");
+  EXPECT_EQ(ReadFile(File("tools.txt")), strBefore);
+
+  CRun run = Run({"delete", "tools.txt", "4", "1", "1"});
+  ASSERT_EQ(run.nStatus, 0) << run.strErr;
+  EXPECT_EQ(ReadFile(File("tools.txt")), Table({
+                                             "REF\tNAME\tFAMILY\tPRICE\tQTY\tCOLOR",
+                                             "A1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE",
+                                             "B1\tRake\tGARDEN\t45\t2\tRED",
+                                             "B2\tHose\tGARDEN\t8\t7\t*",
+                                             "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY",
+                                         }));
+  EXPECT_EQ(Run({"query", "tools.txt", "REF=D1", "--row-numbers"}).strOut,
+            "#\t" + kToolsHeader + "3\tD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
+
+  chmod(File("tools.txt").c_str(), 0444);
+  strBefore = ReadFile(File("tools.txt"));
+  CRun readOnly = Run({"delete", "tools.txt", "0"});
+  EXPECT_EQ(readOnly.nStatus, 2);
+  EXPECT_THAT(readOnly.strErr, HasSubstr("the table is read-only"));
+  EXPECT_EQ(ReadFile(File("tools.txt")), strBefore);
+}
+
+TEST_F(LornCli, DropAndSidecarDump) {
+  CRun absent = Run({"sidecar", "tools.txt"});
+  EXPECT_EQ(absent.nStatus, 2);
+  EXPECT_THAT(absent.strErr, HasSubstr("no sidecar tools.SDX; \"lorn index TABLE\" builds it"));
+
+  ASSERT_EQ(Run({"index", "tools.txt", "COLOR", "QTY"}).nStatus, 0);
+  CRun dump = Run({"sidecar", "tools.txt"});
+  ASSERT_EQ(dump.nStatus, 0) << dump.strErr;
+  EXPECT_THAT(dump.strOut, HasSubstr("version    5\n"));
+  EXPECT_THAT(dump.strOut,
+              HasSubstr("state      valid\nlocale     (plain)\nrows       6\n"
+                        "columns    6\nrow table  at 52: 6 entries, offsets 33 to 160, rising\n"));
+  // COLOR: one wildcard row, four values (RED, BLUE, GREEN, RED, GREY), no range.
+  EXPECT_THAT(dump.strOut, HasSubstr("    5  COLOR             Str      6  "));
+  EXPECT_THAT(dump.strOut, HasSubstr("      1          5          0\n"));
+  EXPECT_THAT(dump.strOut, HasSubstr("    0  REF               Str      3  -\n"));
+  CRun entries = Run({"sidecar", "tools.txt", "--entries"});
+  EXPECT_THAT(entries.strOut, HasSubstr("    any    row 3\n"));
+  EXPECT_THAT(entries.strOut, HasSubstr("    value  row 0  BLUE\n    value  row 1  GREEN\n"));
+  EXPECT_THAT(entries.strOut, HasSubstr("    value  row 4  1\n    value  row 2  2\n"));
+
+  ASSERT_EQ(Run({"drop", "tools.txt"}).nStatus, 0);
+  EXPECT_FALSE(Exists(File("tools.SDX")));
+  EXPECT_EQ(Run({"drop", "tools.txt"}).nStatus, 0);
+
+  // A damaged sidecar keeps the table from opening; drop removes it.
+  WriteFile(File("tools.SDX"), std::string("\x05\x01", 2));
+  CRun damaged = Run({"rows", "tools.txt", "0"});
+  EXPECT_EQ(damaged.nStatus, 2);
+  EXPECT_THAT(damaged.strErr, HasSubstr("damaged sidecar"));
+  EXPECT_THAT(Run({"sidecar", "tools.txt"}).strErr, HasSubstr("damaged header"));
+  EXPECT_EQ(Run({"drop", "tools.txt"}).nStatus, 0);
+  EXPECT_FALSE(Exists(File("tools.SDX")));
+  EXPECT_EQ(Run({"rows", "tools.txt", "2"}).nStatus, 0);
+}
+
+TEST_F(LornCli, ProgressErrorsAndPipes) {
+  // Progress goes to standard error only, titles in UTF-8; -q silences it.
+  CRun progress = Run({"--progress", "index", "tools.txt", "COLOR"});
+  EXPECT_EQ(progress.nStatus, 0);
+  EXPECT_EQ(progress.strOut, "");
+  EXPECT_THAT(progress.strErr, HasSubstr("Indexation de la table tools.txt"));
+  EXPECT_THAT(progress.strErr, HasSubstr("100%"));
+  WriteFile(File("lists.txt"), Table({"A\tB", "1\tx*y"}));
+  EXPECT_THAT(Run({"--progress", "uncompact", "lists.txt"}).strErr,
+              HasSubstr("D\xC3\xA9"
+                        "compactage de la table lists.txt"));
+  EXPECT_EQ(Run({"-q", "--progress", "index", "tools.txt", "QTY"}).strErr, "");
+  EXPECT_EQ(Run({"index", "tools.txt", "NAME"}).strErr, "");
+
+  // A reader that goes away ends the command quietly.
+  std::string strBig = "K\tV\r\n";
+  for (int i = 0; i < 20000; ++i) {
+    strBig += "k" + std::to_string(i) + "\tsome text to fill the pipe\r\n";
+  }
+  WriteFile(File("big.txt"), strBig);
+  CRun piped = Run({"query", "big.txt", "K=k*"}, true);
+  EXPECT_EQ(piped.nStatus, 0);
+  EXPECT_EQ(piped.strErr, "");
+}
+
+}  // namespace
