@@ -13,6 +13,7 @@
 #include "fuzz/fuzz_util.h"
 #include "platform/collections.h"
 #include "platform/exceptions.h"
+#include "platform/mbcs.h"
 
 namespace {
 
@@ -24,7 +25,8 @@ bool IsType(BYTE nType) {
   return nType == COL_TYPE_LONG || nType == COL_TYPE_REAL || nType == COL_TYPE_STR;
 }
 
-// bBrackets: the range separator does not begin with a bracket, so a range
+// bBrackets: the brackets are characters of their own (no lead bytes of the
+// code page) and the range separator does not begin with one, so a range
 // always has a bracket in front of its separator.
 void CheckSplit(const char* pszCell, BYTE nKind, const CStringArray& arValues, BYTE nFlags,
                 bool bBrackets) {
@@ -106,7 +108,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     const BYTE nKind = SplitCellEx(pszCell, arValues, &nCellFlags, cOpen, cClose, cValueSep,
                                    cAny, strRangeSep.c_str());
     CheckSplit(pszCell, nKind, arValues, nCellFlags,
-               strRangeSep[0] != cOpen && strRangeSep[0] != cClose);
+               strRangeSep[0] != cOpen && strRangeSep[0] != cClose && !_ismbblead(cOpen) &&
+                   !_ismbblead(cClose));
     for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
       Classify(arValues[i]);
     }

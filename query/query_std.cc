@@ -8,6 +8,7 @@
 #include "frame/settings.h"
 #include "index/column_index.h"
 #include "platform/carchive.h"
+#include "table/cat_internal.h"
 #include "query/criteria.h"
 
 IMPLEMENT_SERIAL(CQueryStd, CCatStd, 0)
@@ -24,7 +25,9 @@ CQueryStd::~CQueryStd() {
 }
 
 CArchive& operator>>(CArchive& ar, CQueryStd*& pQuery) {
-  pQuery = static_cast<CQueryStd*>(ar.ReadObject(RUNTIME_CLASS(CQueryStd)));
+  // The object read is the host's, even when objects loaded before it
+  // share it as their master.
+  pQuery = static_cast<CQueryStd*>(ReadHostObject(ar, RUNTIME_CLASS(CQueryStd)));
   return ar;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/carchive.h"
+#include "table/cat_internal.h"
 
 IMPLEMENT_SERIAL(CResultStd, CCatStd, 0)
 
@@ -20,7 +21,9 @@ CResultStd::CResultStd(CCatStd* pMaster, CStringArray* pNames) : CSetStd(pMaster
 CResultStd::~CResultStd() = default;
 
 CArchive& operator>>(CArchive& ar, CResultStd*& pResult) {
-  pResult = static_cast<CResultStd*>(ar.ReadObject(RUNTIME_CLASS(CResultStd)));
+  // The object read is the host's, even when objects loaded before it
+  // share it as their master.
+  pResult = static_cast<CResultStd*>(ReadHostObject(ar, RUNTIME_CLASS(CResultStd)));
   return ar;
 }
 

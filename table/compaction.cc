@@ -322,6 +322,18 @@ void ForgetSidecar(CCatStd& table) {
   ForgetStamp(table);
 }
 
+// The same on the way out of a rewrite that replaced the table file and then
+// failed (the old file could not be removed): the new file stands, and the
+// failure that brought us here is the one told.
+void ForgetSidecarQuietly(CCatStd& table) {
+  try {
+    table.DropSide();
+  } catch (const CException&) {
+    // told below
+  }
+  ForgetStamp(table);
+}
+
 }  // namespace
 
 BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
@@ -404,7 +416,7 @@ BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
   } catch (...) {
     if (bReplaced) {
       // The new table stands; only the old file could not go.
-      ForgetSidecar(*this);
+      ForgetSidecarQuietly(*this);
       throw;
     }
     abandon();
@@ -522,7 +534,7 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     }
   } catch (...) {
     if (bReplaced) {
-      ForgetSidecar(*this);
+      ForgetSidecarQuietly(*this);
       throw;
     }
     fileOut.Abort();
