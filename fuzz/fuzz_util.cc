@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -107,20 +108,26 @@ std::string CInput::Bytes(size_t nCount) {
 
 std::string CInput::Rest() { return Bytes(Left()); }
 
-std::string Expand(CInput& input, size_t nMax) {
+std::string Expand(CInput& input, const size_t* pLimits, size_t nLimits) {
+  const size_t nLimit = pLimits[input.Byte() % nLimits];
+  const long long nDelta = static_cast<signed char>(input.Byte());
+  const size_t nLen = static_cast<size_t>(std::max(0LL, static_cast<long long>(nLimit) + nDelta));
   const size_t nPrefix = input.Word();
-  const size_t nUnit = input.Word();
-  const size_t nRepeat = input.Word();
-  std::string strResult = input.Bytes(nPrefix);
+  const size_t nUnit = input.Byte();
+  std::string strText = input.Bytes(nPrefix);
+  const size_t nPrefixGot = strText.size();
   const std::string strUnit = input.Bytes(nUnit);
-  for (size_t i = 0; i < nRepeat && !strUnit.empty() && strResult.size() < nMax; ++i) {
-    strResult += strUnit;
+  const std::string strRest = input.Rest();
+  if (!strUnit.empty() && strText.size() + strRest.size() < nLen) {
+    while (strText.size() + strRest.size() < nLen) {
+      strText += strUnit;
+    }
+    // The last unit may stand in part, so that the rest ends at the length.
+    strText.resize(std::max(nPrefixGot, nLen - strRest.size()));
   }
-  strResult += input.Rest();
-  if (strResult.size() > nMax) {
-    strResult.resize(nMax);
-  }
-  return strResult;
+  strText += strRest;
+  strText.resize(std::min(strText.size(), nLen));
+  return strText;
 }
 
 void SelectCodePage(BYTE nSel) {

@@ -60,10 +60,12 @@ class CInput {
   size_t m_nPos = 0;
 };
 
-// Long texts from short inputs: a prefix, a unit repeated, and the rest.
-// Reads a WORD prefix length, a WORD unit length and a WORD repeat count,
-// then the bytes. The result is cut at nMax bytes.
-std::string Expand(CInput& input, size_t nMax);
+// Long texts from short inputs, of a length at or near one of the limits
+// that the caller names: reads a BYTE that chooses the limit, a signed BYTE
+// added to it, a WORD prefix length and a BYTE unit length, then the bytes.
+// The text is the prefix, the unit repeated, and the rest of the input,
+// filled or cut to exactly the chosen length.
+std::string Expand(CInput& input, const size_t* pLimits, size_t nLimits);
 
 // Sets the multi-byte code page to one of the known pages, single- and
 // double-byte, chosen by nSel.

@@ -7,7 +7,7 @@
 // expand the text; bit 5: own separator; bit 6: index and read rows back;
 // bit 7: with every column wanted as well), the separator when bit 5 is set,
 // a WORD byte limit, a DWORD offset, then the file's bytes (expanded as
-// fuzz_util.h tells when bit 4 is set).
+// fuzz_util.h tells when bit 4 is set, to one of the lengths named below).
 //
 // What must hold whatever the bytes: every line delivered moves the offset
 // on and stays inside the file; a copy has the length of its source; a
@@ -15,6 +15,7 @@
 // scrambling has not made new separators or line ends; after an index run
 // the row table counts the lines of a sequential pass, and a row that reads
 // back whole has the cells that the pass delivered for it.
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,9 @@ namespace {
 using lorn_fuzz::CInput;
 using lorn_fuzz::WorkFile;
 
-constexpr size_t MAX_FILE = 140000;  // a little over two fills of the line buffer
+// Lengths worth reaching: as many cells as a signed 16-bit count holds, a
+// fill of the line buffer, 16 bits, two fills.
+const size_t s_arLimits[] = {32767, 61440, 65535, 122880};
 constexpr size_t MAX_ROWS_CHECKED = 2000;
 
 struct CLine {
@@ -113,7 +116,8 @@ void CheckCopy(CCatStd& table, const std::string& strText, char cSep, bool bSing
   }
 }
 
-void CheckRows(CCatStd& table, const std::vector<CLine>& arLines, bool bAllWanted) {
+void CheckRows(CCatStd& table, const std::vector<CLine>& arLines, size_t nFileLen,
+               bool bAllWanted) {
   const short nCols = table.GetColCount();
   if (bAllWanted) {
     for (short nCol = 0; nCol < nCols && nCol < 8; ++nCol) {
@@ -142,7 +146,7 @@ void CheckRows(CCatStd& table, const std::vector<CLine>& arLines, bool bAllWante
     for (BOOL bFirst = TRUE; table.NextColValue(static_cast<WORD>(nCol), strValue, bFirst);
          bFirst = FALSE) {
       // Each value is a distinct key of the index: never more than its cells.
-      LORN_FUZZ_CHECK(++nValues <= 2 * MAX_FILE);
+      LORN_FUZZ_CHECK(++nValues <= 2 * nFileLen + 2);
     }
   }
 }
@@ -166,7 +170,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
   const DWORD nLimit = input.Word();
   const DWORD nOffset = input.Dword();
   const std::string strText =
-      (nFlags & 16) != 0 ? lorn_fuzz::Expand(input, MAX_FILE) : input.Rest();
+      (nFlags & 16) != 0 ? lorn_fuzz::Expand(input, s_arLimits, std::size(s_arLimits))
+                         : input.Rest();
 
   const std::string strPath = WorkFile(bScrambled ? "L.SDC" : "L.TXT");
   lorn_fuzz::RemoveFile(WorkFile("L.SDX"));
@@ -200,7 +205,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     table.ReadLine(arCells, nLimit, nullptr);
 
     if ((nFlags & 64) != 0 && bWhole) {
-      CheckRows(table, arLines, (nFlags & 128) != 0);
+      CheckRows(table, arLines, strText.size(), (nFlags & 128) != 0);
     }
   } catch (const CFileException&) {
   } catch (const CArchiveException&) {

@@ -38,12 +38,13 @@ std::string Word(unsigned n) {
 
 std::string Dword(unsigned n) { return Word(n & 0xFFFF) + Word(n >> 16); }
 
-// An input whose text Expand makes from a prefix, a repeated unit and a rest.
-std::string Expanded(const std::string& strPrefix, const std::string& strUnit, unsigned nRepeat,
-                     const std::string& strRest) {
-  return Word(static_cast<unsigned>(strPrefix.size())) +
-         Word(static_cast<unsigned>(strUnit.size())) + Word(nRepeat) + strPrefix + strUnit +
-         strRest;
+// An input whose text Expand makes: prefix, unit repeated, rest, to the
+// length of limit nLimit of the target plus nDelta.
+std::string Expanded(const std::string& strPrefix, const std::string& strUnit, int nLimit,
+                     int nDelta, const std::string& strRest) {
+  return std::string{static_cast<char>(nLimit), static_cast<char>(nDelta)} +
+         Word(static_cast<unsigned>(strPrefix.size())) +
+         std::string(1, static_cast<char>(strUnit.size())) + strPrefix + strUnit + strRest;
 }
 
 void CellSeeds() {
@@ -63,8 +64,8 @@ void CellSeeds() {
   Seed("cell_grammar", "grammar", std::string("\x08") + "[]|?" + std::string(1, '\0') + "~" +
                                       "[1~5]");
   // A list and a range longer than offsets of 15 bits.
-  Seed("cell_grammar", "long_list", std::string("\x10") + Expanded("(", "1*", 20000, "..5)"));
-  Seed("cell_grammar", "long_value", std::string("\x10") + Expanded("x", "y", 40000, "*z"));
+  Seed("cell_grammar", "long_list", std::string("\x10") + Expanded("(", "1*", 1, 2, "..5)"));
+  Seed("cell_grammar", "long_value", std::string("\x10") + Expanded("x", "y", 2, 0, "*z"));
 }
 
 void LineSeeds() {
@@ -80,19 +81,19 @@ void LineSeeds() {
        std::string("\x60") + ";" + strParams + "A;B;C\r\n1;2;3\r\n4;;\r\n;;\r\n");
   // Lines and cells across fills of the line buffer.
   Seed("line_reader", "long_line",
-       std::string("\x50") + strParams + Expanded("A\tB\r\n", "abcdefgh\t", 7000, "z\r\n1\t2\r\n"));
+       std::string("\x50") + strParams + Expanded("A\tB\r\n", "abcdefgh\t", 2, 10, "z\r\n1\t2\r\n"));
   Seed("line_reader", "long_cell",
-       std::string("\x50") + strParams + Expanded("A\tB\r\n1\t", "y", 61000, "\r\n2\t3\r\n"));
+       std::string("\x50") + strParams + Expanded("A\tB\r\n1\t", "y", 1, 0, "\r\n2\t3\r\n"));
   Seed("line_reader", "too_long_cell",
-       std::string("\x10") + strParams + Expanded("A\r\n", "y", 62000, "\r\n"));
+       std::string("\x10") + strParams + Expanded("A\r\n", "y", 1, 5, "\r\n"));
   // Headers of more columns than a signed 16-bit count holds.
   Seed("line_reader", "wide_header",
-       std::string("\x50") + strParams + Expanded("", "\t", 33000, "\r\n1\t2\r\n"));
+       std::string("\x50") + strParams + Expanded("", "\t", 0, 10, "\r\n1\t2\r\n"));
   Seed("line_reader", "widest_header",
-       std::string("\x50") + strParams + Expanded("", "\t", 65600, "\r\n1\t2\r\n"));
+       std::string("\x50") + strParams + Expanded("", "\t", 2, 10, "\r\n1\t2\r\n"));
   // Double-byte characters (code page 932) across a fill.
   Seed("line_reader", "cp932",
-       std::string("\x52") + strParams + Expanded("H\r\n", "\x82\xA0\x82\xA1\x82\xA2x\t", 8000, "\r\n"));
+       std::string("\x52") + strParams + Expanded("H\r\n", "\x82\xA0\x82\xA1\x82\xA2x\t", 1, 3, "\r\n"));
 }
 
 // The sidecar of the sample table with an index on the columns in arCols.

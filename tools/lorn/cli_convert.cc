@@ -13,6 +13,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/sidecar_reader.h"
 
 namespace {
 
@@ -90,7 +91,7 @@ int ConvertTable(CCliContext& /*context*/, const std::vector<std::string>& args,
   }
   CString strTablePath;
   table.GetPath(strTablePath);
-  std::string strTwin = TwinPathOf(strTablePath.GetString(), bCrypt);
+  std::string strTwin = SiblingPathOf(strTablePath.GetString(), bCrypt ? "SDC" : "TXT");
   CTwinCleanup twin(strTwin);
   if (twin.Existed() && !list.Has("--force")) {
     throw CCliError(Format("%s exists; give --force to replace it", strTwin.c_str()));

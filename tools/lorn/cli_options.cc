@@ -107,6 +107,13 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
       options.*(pOption->pMember) = strValue;
       if (pOption->pMember == &CGlobalOptions::strCatalogDir) {
         options.bCatalogDir = true;
+      } else if (pOption->pMember == &CGlobalOptions::strLocale) {
+        options.bLocale = true;
+      } else if (strValue.empty()) {
+        throw CCliError(
+            strName == "--range-sep"
+                ? std::string("--range-sep wants a text of one byte or more")
+                : Format("%s wants one character (or \\t), not an empty text", strName.c_str()));
       }
     }
   }
@@ -135,7 +142,7 @@ void ApplyGlobalOptions(const CGlobalOptions& options) {
   if (options.bCatalogDir) {
     SetCatalogDir(options.strCatalogDir.c_str());
   }
-  if (!options.strLocale.empty() && !SetDefaultLocale(options.strLocale.c_str())) {
+  if (options.bLocale && !SetDefaultLocale(options.strLocale.c_str())) {
     throw CCliError(Format("--locale: unknown locale \"%s\"", options.strLocale.c_str()));
   }
 }

@@ -20,10 +20,12 @@ struct CGlobalOptions {
   bool bProgress = false;  // --progress: progress even when stderr is no terminal
   bool bJson = false;      // --json: JSON lines where a command prints rows
   bool bUtf8 = false;      // --utf8: table text shown in UTF-8
-  // The library's settings; an empty text leaves the setting alone.
+  // The library's settings; an empty text leaves the setting alone (an
+  // option given with an empty value is refused, but for the two below).
   std::string strSep, strRangeOpen, strRangeClose, strRangeSep, strValueSep, strAny;
   std::string strLocale, strCatalogDir;
-  bool bCatalogDir = false;
+  bool bLocale = false;      // --locale given ("" is the plain locale)
+  bool bCatalogDir = false;  // --catalog-dir given ("" empties the setting)
 };
 
 // Parses argv[1..] up to the command. Gives the index of the command in

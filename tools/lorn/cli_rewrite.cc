@@ -97,11 +97,6 @@ std::string DirectoryOf(const std::string& strPath) {
 
 }  // namespace
 
-std::string WorkFileOf(const std::string& strPath, const char* pszSuffix) {
-  size_t nDot = strPath.rfind('.');
-  return (nDot == std::string::npos ? std::string() : strPath.substr(0, nDot + 1)) + pszSuffix;
-}
-
 std::string WhyNotWritable(const std::string& strPath) {
   struct stat st {};
   if (stat(strPath.c_str(), &st) != 0) {
@@ -200,14 +195,4 @@ CRewriteGuard::~CRewriteGuard() {
   if (!m_strCopy.empty()) {
     unlink(m_strCopy.c_str());
   }
-}
-
-std::string TwinPathOf(const std::string& strPath, bool bScrambled) {
-  size_t nSlash = strPath.rfind('/');
-  size_t nNameStart = nSlash == std::string::npos ? 0 : nSlash + 1;
-  size_t nDot = strPath.rfind('.');
-  std::string strStem = nDot == std::string::npos || nDot < nNameStart
-                            ? strPath.substr(0, nNameStart)
-                            : strPath.substr(0, nDot + 1);
-  return strStem + (bScrambled ? "SDC" : "TXT");
 }

@@ -1,11 +1,11 @@
-// Safety of the rewriting commands (compact, uncompact, crypt, decrypt,
-// delete): a table is either rewritten whole or left as it was.
+// Safety of the rewriting commands (compact, uncompact, delete): a table is
+// either rewritten whole or left as it was.
 //
-// The library rewrites a table in place (it blanks merged rows, moves rows
-// down over deleted ones) and leaves the table half done when a pass fails
-// or an exception passes. CRewriteGuard keeps a copy of the table file beside
-// it for the time of the operation and puts it back on failure, with its
-// modification time, so that the sidecar still fits.
+// Row deletion moves rows down inside the table file, so a failure part way
+// would leave it half done; whatever an operation does inside, CRewriteGuard
+// keeps a copy of the table file beside it while the operation runs and puts
+// it back on failure, with its modification time, so that the sidecar still
+// fits.
 #ifndef LORN_TOOLS_LORN_CLI_REWRITE_H_
 #define LORN_TOOLS_LORN_CLI_REWRITE_H_
 
@@ -35,22 +35,13 @@ class CRewriteGuard {
   bool m_bCommitted = false;
 };
 
-// The working files of the library's rewriting operations: the table's path
-// cut behind its last dot (nothing when it has none), then the suffix
-// ("TMP", "~TM").
-std::string WorkFileOf(const std::string& strPath, const char* pszSuffix);
-
 // Why a table file cannot be rewritten: read-only, locked by another
 // process, or its directory not writable. Empty when nothing is found.
 std::string WhyNotWritable(const std::string& strPath);
 
-// Throws CCliError unless the table file is plain (a scrambled file cannot
-// be rewritten row by row: each line's scrambling depends on its offset).
+// Throws CCliError unless the table file is plain (rows of a scrambled file
+// cannot move: each line's scrambling depends on its offset).
 void RequirePlain(bool bScrambled, const std::string& strPath, const char* pszCommand);
-
-// The path of a table's twin in the other form: the table's name cut behind
-// its last dot, then "SDC" (bScrambled) or "TXT".
-std::string TwinPathOf(const std::string& strPath, bool bScrambled);
 
 // crypt and decrypt: writes the twin of the table at args[0] in the form
 // asked (bCrypt: scrambled). Refuses a table already in that form and an

@@ -9,6 +9,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/sidecar_reader.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ const char kUsage[] =
     "Rewrites a table so that rows which agree in all cells but one stand as\n"
     "one row whose cell lists the values (\"BLEU*ROUGE\"). One pass per column,\n"
     "in the order given; a later pass works on what the earlier one wrote. The\n"
-    "table is rewritten whole or, on failure, left as it was; its sidecar is\n"
-    "rebuilt when it had one. Plain (TXT) tables only.\n"
+    "table is rewritten whole, in its own form, or on failure left as it was;\n"
+    "its sidecar is rebuilt when it had one.\n"
     "\n"
     "Usage:\n"
     "  lorn [options] compact TABLE [COLUMN...]\n"
@@ -35,7 +36,6 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   const std::string& strPath = list.Positional()[0];
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
-  RequirePlain(table.IsScrambled() != FALSE, strPath, "compact");
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {
@@ -43,8 +43,8 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   }
   CString strTablePath;
   table.GetPath(strTablePath);
-  CRewriteGuard guard(strPath, {WorkFileOf(strTablePath.GetString(), "TMP"),
-                                WorkFileOf(strTablePath.GetString(), "~TM")});
+  CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP"),
+                                SiblingPathOf(strTablePath.GetString(), "~TM")});
   BOOL bDone = table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr);
   if (!bDone) {
     table.Close();

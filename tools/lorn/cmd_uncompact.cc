@@ -11,6 +11,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/sidecar_reader.h"
 
 namespace {
 
@@ -18,8 +19,8 @@ const char kUsage[] =
     "Rewrites a table so that each list cell (\"BLEU*ROUGE\") of the named\n"
     "columns becomes one row per value; lists in several columns give every\n"
     "combination. Ranges and the lone wildcard stay as they are. Without --to\n"
-    "the table itself is rewritten, whole or, on failure, not at all, and its\n"
-    "sidecar rebuilt when it had one. Plain (TXT) tables only.\n"
+    "the table itself is rewritten, in its own form, whole or on failure not\n"
+    "at all, and its sidecar rebuilt when it had one.\n"
     "\n"
     "Usage:\n"
     "  lorn [options] uncompact TABLE [COLUMN...] [--to PATH] [--force]\n"
@@ -50,7 +51,6 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   }
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
-  RequirePlain(table.IsScrambled() != FALSE, strPath, "uncompact");
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {
@@ -58,7 +58,7 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   }
   CString strTablePath;
   table.GetPath(strTablePath);
-  CRewriteGuard guard(strPath, {WorkFileOf(strTablePath.GetString(), "TMP")});
+  CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP")});
   BOOL bDone = table.UncompactTable(pTarget != nullptr ? pTarget->c_str() : nullptr,
                                     arCols.GetSize() > 0 ? &arCols : nullptr);
   if (!bDone) {

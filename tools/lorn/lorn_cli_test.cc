@@ -14,6 +14,11 @@
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
 #include "testing/test_util.h"
+#include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_output.h"
+#include "tools/lorn/cli_text.h"
+#include "tools/lorn/expr_parser.h"
+#include "tools/lorn/sidecar_reader.h"
 
 namespace {
 
@@ -464,6 +469,49 @@ TEST_F(LornCli, DropAndSidecarDump) {
   EXPECT_EQ(Run({"rows", "tools.txt", "2"}).nStatus, 0);
 }
 
+TEST_F(LornCli, GrammarOptionsReachTheTables) {
+  WriteFile(File("semi.txt"),
+            Table({"REF;SIZE;COLOR", "A;[1-5];red/blue", "B;7;red", "C;%;green"}));
+  std::vector<std::string> grammar = {"--sep",         ";", "--range-open", "[",
+                                      "--range-close", "]", "--range-sep",  "-",
+                                      "--value-sep",   "/", "--any",        "%"};
+  auto With = [&](std::vector<std::string> args) {
+    std::vector<std::string> all = grammar;
+    all.insert(all.end(), args.begin(), args.end());
+    return Run(all);
+  };
+  // Rows print with TAB between cells, whatever the table's separator.
+  EXPECT_EQ(With({"query", "semi.txt", "SIZE=3"}).strOut,
+            "REF\tSIZE\tCOLOR\nA\t[1-5]\tred/blue\nC\t%\tgreen\n");
+  EXPECT_EQ(With({"query", "semi.txt", "COLOR=BLUE", "--count"}).strOut, "1\n");
+  EXPECT_EQ(With({"values", "semi.txt", "COLOR"}).strOut, "blue\ngreen\nred\n");
+  CRun tabs = Run({"--sep", "\\t", "query", "tools.txt", "REF=A1", "--count"});
+  EXPECT_EQ(tabs.strOut, "1\n");
+  EXPECT_THAT(Run({"--sep", "", "cell", "x"}).strErr, HasSubstr("--sep wants one character"));
+}
+
+TEST_F(LornCli, ScrambledTablesAndBadPaths) {
+  ASSERT_EQ(Run({"crypt", "tools.txt"}).nStatus, 0);
+  unlink(File("tools.txt").c_str());
+  EXPECT_THAT(Run({"info", "tools.SDC"}).strOut, HasSubstr("form     scrambled\n"));
+  EXPECT_EQ(Run({"query", "tools.SDC", "REF=B*", "--columns", "REF"}).strOut, "REF\nB1\nB2\n");
+  EXPECT_EQ(Run({"--json", "query", "tools.SDC", "FAMILY=GARDEN", "--count"}).strOut,
+            "{\"count\":2}\n");
+  ASSERT_EQ(Run({"uncompact", "tools.SDC", "COLOR"}).nStatus, 0);
+  EXPECT_EQ(Run({"rows", "tools.SDC", "0", "1"}).strOut,
+            kToolsHeader + "A1\tHammer\tTOOLS\t12.5\t5\tBLUE\nA1\tHammer\tTOOLS\t12.5\t5\tRED\n");
+  EXPECT_THAT(ReadFile(File("tools.SDC")), ::testing::Not(HasSubstr("Hammer")));
+
+  mkdir(File("dir.txt").c_str(), 0700);
+  EXPECT_EQ(Run({"index", "dir.txt"}).strErr, "lorn: dir.txt: is a directory, not a table\n");
+  ASSERT_EQ(Run({"index", "tools.SDC"}).nStatus, 0);
+  chmod(File("tools.SDX").c_str(), 0444);
+  CRun drop = Run({"drop", "tools.SDC"});
+  EXPECT_EQ(drop.nStatus, 2);
+  EXPECT_THAT(drop.strErr, HasSubstr("its sidecar tools.SDX is read-only"));
+  EXPECT_TRUE(Exists(File("tools.SDX")));
+}
+
 TEST_F(LornCli, ProgressErrorsAndPipes) {
   // Progress goes to standard error only, titles in UTF-8; -q silences it.
   CRun progress = Run({"--progress", "index", "tools.txt", "COLOR"});
@@ -487,6 +535,58 @@ TEST_F(LornCli, ProgressErrorsAndPipes) {
   CRun piped = Run({"query", "big.txt", "K=k*"}, true);
   EXPECT_EQ(piped.nStatus, 0);
   EXPECT_EQ(piped.strErr, "");
+}
+
+// --- Units behind the commands ---
+
+TEST(LornExpr, ReadsMasksConnectorsAndQuotes) {
+  std::vector<CExprCriterion> criteria =
+      ParseExpression(" A=1 & b < 2|#3<=x y & d>y | e>=z&f!=g|h<>'i & j' & k=\"a|b\"");
+  ASSERT_EQ(criteria.size(), 8u);
+  const char* apszColumns[] = {"A", "b", "#3", "d", "e", "f", "h", "k"};
+  const BYTE anMasks[] = {1, 16, 17, 32, 33, 48, 48, 1};
+  const char* apszValues[] = {"1", "2", "x y", "y", "z", "g", "i & j", "a|b"};
+  const char acConnectors[] = "&&|&|&|&";
+  for (size_t i = 0; i < criteria.size(); ++i) {
+    EXPECT_EQ(criteria[i].strColumn, apszColumns[i]) << i;
+    EXPECT_EQ(criteria[i].nMask, anMasks[i]) << i;
+    EXPECT_EQ(criteria[i].strValue, apszValues[i]) << i;
+    EXPECT_EQ(criteria[i].cConnector, static_cast<BYTE>(acConnectors[i])) << i;
+  }
+  EXPECT_EQ(ParseExpression("REF=''")[0].strValue, "");
+  EXPECT_EQ(ParseExpression("NAME==x")[0].strValue, "=x");
+}
+
+TEST(LornText, ConvertsBetweenCodePagesAndUtf8) {
+  CTextCodec western(1252);
+  EXPECT_EQ(western.ToUtf8("\xC9t\xE9 \x80"), "\xC3\x89t\xC3\xA9 \xE2\x82\xAC");
+  EXPECT_EQ(western.FromUtf8("\xC3\x89t\xC3\xA9 \xE2\x82\xAC"), "\xC9t\xE9 \x80");
+  // 0x81 is no character of 1252: it shows as U+FFFD and the rest follows.
+  EXPECT_EQ(western.ToUtf8("a\x81z"), "a\xEF\xBF\xBDz");
+  EXPECT_THROW(western.FromUtf8("\xE3\x81\x82"), CCliError);
+  EXPECT_THROW(western.FromUtf8("\xC3"), CCliError);
+  CTextCodec japanese(932);
+  EXPECT_EQ(japanese.ToUtf8("\x82\xA0"), "\xE3\x81\x82");
+  EXPECT_EQ(japanese.FromUtf8("\xE3\x81\x82"), "\x82\xA0");
+  EXPECT_EQ(Cp1252ToUtf8("D\xE9"
+                         "compactage"),
+            "D\xC3\xA9"
+            "compactage");
+  EXPECT_EQ(CodePageOfLocale(""), 1252);
+  EXPECT_EQ(CodePageOfLocale("C"), 1252);
+  EXPECT_EQ(CodePageOfLocale("jpn"), 932);
+  EXPECT_EQ(CodePageOfLocale("rus"), 1251);
+  EXPECT_EQ(CodePageOfLocale("xx_YY"), 1252);
+  EXPECT_EQ(COutput::JsonString("a\"b\\c\n\t\x01\xC3\xA9"), "\"a\\\"b\\\\c\\n\\t\\u0001\xC3\xA9\"");
+}
+
+TEST(LornPaths, SiblingsOfATable) {
+  EXPECT_EQ(SidecarPathOf("dir.x/art.txt"), "dir.x/art.SDX");
+  EXPECT_EQ(SidecarPathOf("dir.x/art"), "dir.x/SDX");
+  EXPECT_EQ(SidecarPathOf("a.b.sdc"), "a.b.SDX");
+  EXPECT_EQ(SidecarPathOf("art"), "SDX");
+  EXPECT_EQ(SiblingPathOf("d/art.txt", "SDC"), "d/art.SDC");
+  EXPECT_EQ(SiblingPathOf("/t/art.SDC", "TMP"), "/t/art.TMP");
 }
 
 }  // namespace

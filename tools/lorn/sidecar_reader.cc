@@ -7,14 +7,18 @@
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
 
-std::string SidecarPathOf(const std::string& strTable) {
+std::string SiblingPathOf(const std::string& strTable, const char* pszExt) {
   size_t nSlash = strTable.rfind('/');
   size_t nNameStart = nSlash == std::string::npos ? 0 : nSlash + 1;
   size_t nDot = strTable.rfind('.');
   if (nDot == std::string::npos || nDot < nNameStart) {
-    return strTable.substr(0, nNameStart) + "SDX";
+    return strTable.substr(0, nNameStart) + pszExt;
   }
-  return strTable.substr(0, nDot + 1) + "SDX";
+  return strTable.substr(0, nDot + 1) + pszExt;
+}
+
+std::string SidecarPathOf(const std::string& strTable) {
+  return SiblingPathOf(strTable, "SDX");
 }
 
 bool TableStampOf(const std::string& strTable, DWORD& nStamp) {

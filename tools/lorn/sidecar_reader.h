@@ -43,8 +43,12 @@ struct CSidecarState {
   DWORD nTableStamp = 0;
 };
 
-// The sidecar path of a table path: the table's directory and name cut
-// behind its last dot, then "SDX" (a name without a dot gives "SDX").
+// A file beside a table: the table's directory and file name cut behind the
+// name's last dot, then pszExt (a name without a dot leaves the directory
+// alone). The sidecar, the twin of the other form and the working files of
+// the rewriting operations are named so.
+std::string SiblingPathOf(const std::string& strTable, const char* pszExt);
+// The sidecar path of a table path: SiblingPathOf with "SDX".
 std::string SidecarPathOf(const std::string& strTable);
 // The stamp that the table object takes from its file: the low 32 bits of
 // the modification time less the time zone's offset. false when the file
