@@ -18,9 +18,6 @@ command -v cmake >/dev/null || need_packages+=(cmake)
 command -v ninja >/dev/null || need_packages+=(ninja-build)
 command -v g++ >/dev/null || need_packages+=(g++)
 [ -f /usr/include/gtest/gtest.h ] || need_packages+=(libgtest-dev libgmock-dev)
-if [ "${1:-}" = bench ]; then
-  [ -f /usr/include/benchmark/benchmark.h ] || need_packages+=(libbenchmark-dev)
-fi
 if [ "${1:-}" = fuzz ]; then
   command -v clang++ >/dev/null || need_packages+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 ||
@@ -65,7 +62,8 @@ case "${1:-}" in
       ctest --test-dir build-sanitize -j "$jobs" --output-on-failure
     ;;
   bench)
-    configure build-bench -DCMAKE_BUILD_TYPE=Release -DLORN_BUILD_BENCH=ON
+    configure build-bench -DCMAKE_BUILD_TYPE=Release -DLORN_BUILD_BENCH=ON -DLORN_BUILD_TESTS=OFF \
+      -DLORN_BUILD_TOOLS=OFF
     build-bench/bench/lorn_bench "${@:2}"
     ;;
   install-check)

@@ -3,7 +3,8 @@
 // that a phase over its time budget or one that crashes costs only itself.
 //
 // The child gets a CResultSink; each result it adds travels to the parent at
-// once, so what a child finished before it was stopped is kept.
+// once, so what a child finished before it was stopped is kept. More than 101
+// samples travel as 101 percentiles around the exact median.
 #ifndef LORN_BENCH_BENCH_CHILD_H_
 #define LORN_BENCH_BENCH_CHILD_H_
 

@@ -58,7 +58,7 @@ fi
 
 build=build-bench
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DLORN_BUILD_BENCH=ON \
-  -DLORN_BUILD_TESTS=OFF >/dev/null
+  -DLORN_BUILD_TESTS=OFF -DLORN_BUILD_TOOLS=ON -DLORN_WERROR=OFF >/dev/null
 targets=(lorn_bench lorn_gen floor_pass lorn_sqlite_bench)
 [ -d tools/lorn ] && targets+=(lorn_cli)
 cmake --build "$build" -j "$(nproc)" --target "${targets[@]}" >/dev/null
@@ -79,20 +79,30 @@ timed() {
   t=$({ time "$@" >/dev/null 2>&1; } 2>&1)
   awk '{ printf "%.6f %.6f\n", $1, $2 + $3 }' <<<"$t"
 }
-# Runs a command reps times: prints the median wall and the median cpu.
+# Runs a command n times: prints the median wall time of one run (from
+# nanosecond clocks) and the mean cpu time of one run (user + system of all
+# runs, which bash counts in milliseconds, divided by n).
 timed_median() {
   local n=$1
   shift
-  local samples
-  samples=$(for _ in $(seq "$n"); do timed "$@"; done)
-  echo "$(cut -d' ' -f1 <<<"$samples" | median) $(cut -d' ' -f2 <<<"$samples" | median)"
+  local TIMEFORMAT='%U %S' walls cpu
+  cpu=$({ time for _ in $(seq "$n"); do
+    local start end
+    start=$(date +%s%N)
+    "$@" >/dev/null 2>&1 || true
+    end=$(date +%s%N)
+    echo "$(((end - start) / 1000))" >>"$work/walls"
+  done; } 2>&1)
+  walls=$(median <"$work/walls")
+  rm -f "$work/walls"
+  awk -v w="$walls" -v n="$n" '{ printf "%.6f %.6f\n", w / 1e6, ($1 + $2) / n }' <<<"$cpu"
 }
 
 echo "compare: $rows rows, $((bytes / 1000000)) MB, commit $(git rev-parse --short HEAD 2>/dev/null || echo '?')," \
   "$(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
 
 cat "$plain" >/dev/null  # warm the page cache
-read -r cat_wall cat_cpu < <(timed_median "$reps" cat "$plain")
+cat_wall=$(for _ in $(seq "$reps"); do timed cat "$plain"; done | cut -d' ' -f1 | median)
 floor_samples=$(for _ in $(seq "$reps"); do "$bin/floor_pass" "$plain"; done)
 floor_wall=$(awk '{ print $7 }' <<<"$floor_samples" | median)
 
@@ -158,7 +168,7 @@ awk -F, -v floor="$floor_wall" -v sw="$sqlite_index_wall" -v sc="$sqlite_index_c
   END {
     swall["index3"] = sw; scpu["index3"] = sc
     printf "%-14s %11s %11s %11s %11s %9s %10s\n", "phase", "lorn wall", "lorn cpu", "SQLite wall", "SQLite cpu", "x SQLite", "/ floor"
-    printf "%-14s %11s %11s\n", "cat", t(cat_wall), ""
+    printf "%-14s %11s %11s\n", "cat process", t(cat_wall), ""
     printf "%-14s %11s %11s\n", "floor_pass", t(floor), ""
     for (i = 1; i <= n; i++) {
       k = key[i]
@@ -171,8 +181,8 @@ awk -F, -v floor="$floor_wall" -v sw="$sqlite_index_wall" -v sc="$sqlite_index_c
       printf "%-14s %11s %11s %11s %11s %9s %10.1f%s\n", k, t(lwall[k]), t(lcpu[k]), sw_text, sc_text, ratio, per_floor, flag
     }
   }' "$work/sqlite.csv" "$work/lorn.csv"
-printf "%-14s %11s %11s %11s %11s\n" "fresh process" "$fresh_lorn s" "${fresh_lorn_cpu:--} s" \
-  "$fresh_sqlite s" "$fresh_sqlite_cpu s"
+awk -v lw="$fresh_lorn" -v lc="${fresh_lorn_cpu:-0}" -v sw="$fresh_sqlite" -v sc="$fresh_sqlite_cpu" '
+  BEGIN { printf "%-14s %8.2f ms %8.2f ms %8.2f ms %8.2f ms %9.2f\n", "fresh process", lw * 1e3, lc * 1e3, sw * 1e3, sc * 1e3, (lw > 0) ? sw / lw : 0 }' </dev/null
 
 echo
 echo "== targets =="
@@ -193,7 +203,7 @@ awk -F, -v floor="$floor_wall" -v sc="$sqlite_index_cpu" -v fl="$fresh_lorn" -v 
       printf "point query %-4s >= 4x faster than SQLite:        %.2fx (cpu)     %s\n", ty[i], r, verdict(r >= 4)
     }
     if (fl != "-") {
-      printf "fresh lorn process no slower than fresh sqlite3:  %s s vs %s s   %s\n", fl, fs, verdict(fl + 0 <= fs + 0)
+      printf "fresh lorn process no slower than fresh sqlite3:  %.2f ms vs %.2f ms (wall)  %s\n", fl * 1e3, fs * 1e3, verdict(fl + 0 <= fs + 0)
     }
     worst = -1
     for (k in work) if (k ~ /^range/) { rate = work[k] / wall[k]; if (worst < 0 || rate < worst) { worst = rate; wk = k } }

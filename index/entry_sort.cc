@@ -153,6 +153,10 @@ class CEntrySorter {
         nPasses == 0 ? 3ULL * m_nCount : static_cast<ULONGLONG>(m_nCount) * (1 + nPasses);
     CSortProgress progress(pMonitor, nShare, nTotal);
     m_abRun.resize(static_cast<size_t>(m_nRunEntries) * m_nEntrySize);
+    if (CopyIfInOrder()) {
+      progress.Advance(nTotal);
+      return TRUE;
+    }
     m_anOrder.resize(m_nRunEntries);
 
     if (nPasses == 0) {
@@ -203,6 +207,35 @@ class CEntrySorter {
   }
 
  private:
+  // Entries that arrive in order need no sort: copies the source to the
+  // destination while each entry is at or above the one before. FALSE at the
+  // first one below, with the destination's position back where it was, so
+  // that the sorted entries overwrite what was copied.
+  BOOL CopyIfInOrder() {
+    const ULONGLONG nDestStart = m_pDest->GetPosition();
+    const DWORD nChunk =
+        std::min(std::max<DWORD>(SORT_OUT_BUFFER_SIZE / m_nEntrySize, 1), m_nRunEntries);
+    std::vector<BYTE> abLast(m_nEntrySize);
+    m_pSrc->Seek(0, CFile::begin);
+    for (DWORD nDone = 0; nDone < m_nCount;) {
+      const DWORD nLen = std::min(nChunk, m_nCount - nDone);
+      const UINT nBytes = nLen * m_nEntrySize;
+      BOOL bInOrder = m_pSrc->Read(m_abRun.data(), nBytes) == nBytes;
+      for (DWORD n = 0; bInOrder && n < nLen; ++n) {
+        const BYTE* pBefore = n > 0 ? EntryAt(n - 1) : nDone > 0 ? abLast.data() : nullptr;
+        bInOrder = pBefore == nullptr || CompareSign16(m_pfnCompare(pBefore, EntryAt(n))) <= 0;
+      }
+      if (!bInOrder) {
+        m_pDest->Seek(static_cast<LONGLONG>(nDestStart), CFile::begin);
+        return FALSE;
+      }
+      std::memcpy(abLast.data(), EntryAt(nLen - 1), m_nEntrySize);
+      m_pDest->Write(m_abRun.data(), nBytes);
+      nDone += nLen;
+    }
+    return TRUE;
+  }
+
   const BYTE* EntryAt(DWORD n) const {
     return m_abRun.data() + static_cast<size_t>(n) * m_nEntrySize;
   }

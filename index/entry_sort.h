@@ -1,12 +1,13 @@
 // Sorting the entries of a zone at the end of an index build, with a fixed
 // amount of memory whatever the number of entries.
 //
-// Entries that fit SORT_RUN_BYTES are sorted in memory. More are cut into
-// runs of that size, each sorted in memory and written back in place, then
-// merged SORT_MAX_WAYS runs at a time; passes alternate between the source
-// file and one private temporary file (prefix "sdx"), and the last pass
-// writes to the destination. The sort is stable: entries that compare equal
-// keep the order in which they stand in the source.
+// Entries that already stand in order are copied as they are. Entries that
+// fit SORT_RUN_BYTES are sorted in memory. More are cut into runs of that
+// size, each sorted in memory and written back in place, then merged
+// SORT_MAX_WAYS runs at a time; passes alternate between the source file and
+// one private temporary file (prefix "sdx"), and the last pass writes to the
+// destination. The sort is stable: entries that compare equal keep the order
+// in which they stand in the source.
 #ifndef LORN_INDEX_ENTRY_SORT_H_
 #define LORN_INDEX_ENTRY_SORT_H_
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -136,10 +137,11 @@ TEST(IndexBuild, SortMergesInSeveralPassesWithProgress) {
     arWant.push_back(Entry(nRow, std::string(abKey, abKey + 8)));
     source.Write(arWant.back().data(), 12);
   }
-  std::stable_sort(arWant.begin(), arWant.end(), [](const auto& a, const auto& b) {
+  auto byKey = [](const std::string& a, const std::string& b) {
     return GetDouble(reinterpret_cast<const BYTE*>(a.data()) + 4) <
            GetDouble(reinterpret_cast<const BYTE*>(b.data()) + 4);
-  });
+  };
+  std::stable_sort(arWant.begin(), arWant.end(), byKey);
 
   CRecordingMonitor monitor;
   monitor.SetPos(40);
@@ -155,6 +157,28 @@ TEST(IndexBuild, SortMergesInSeveralPassesWithProgress) {
   EXPECT_GT(monitor.m_arPositions.size(), 3u);
   EXPECT_TRUE(std::is_sorted(monitor.m_arPositions.begin(), monitor.m_arPositions.end()));
   EXPECT_EQ(monitor.m_arPositions.back(), 65);
+
+  // Entries already in order are copied; with the first one moved to the
+  // end, the sort writes over what was copied.
+  for (int nMoved = 0; nMoved < 2; ++nMoved) {
+    std::vector<std::string> arSource = arWant;
+    std::rotate(arSource.begin(), arSource.begin() + nMoved, arSource.end());
+    std::string strSource;
+    for (const std::string& strEntry : arSource) {
+      strSource += strEntry;
+    }
+    source.Seek(0, CFile::begin);
+    source.Write(strSource.data(), static_cast<UINT>(strSource.size()));
+    dest.SetLength(4);
+    dest.SeekToEnd();
+    ASSERT_TRUE(SortEntries(&source, 5000, 12, CompareRealEntry, &dest, nullptr, 0, 120));
+    std::stable_sort(arSource.begin(), arSource.end(), byKey);
+    std::string strResult(5000 * 12, '\0');
+    dest.Seek(4, CFile::begin);
+    dest.Read(strResult.data(), 5000 * 12);
+    EXPECT_EQ(dest.GetLength(), 4u + 5000 * 12);
+    EXPECT_TRUE(strResult == std::accumulate(arSource.begin(), arSource.end(), std::string()));
+  }
 
   // No place for the scratch file, or a short source: the sort fails.
   setenv("TMPDIR", dir.File("missing").c_str(), 1);

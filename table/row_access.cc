@@ -86,8 +86,10 @@ BOOL CCatStd::NextColValue(WORD nCol, CString& strValue, BOOL bFirst) {
   GetLocale(strLocale);
   const BYTE nKeySize = pIndex->GetKeySize();
   // The caller passes back what it got, which for text is the spelling of a
-  // cell, not the stored key.
-  if (!bFirst) {
+  // cell, not the stored key. Numbers are passed back whole: cut to the key
+  // size like a text, a value of five digits or more would lead the listing
+  // back to a lower value and it would never end.
+  if (!bFirst && pIndex->GetType() == COL_TYPE_STR) {
     FoldKey(strKey, strLocale, nKeySize);
   }
   const LONG nRow = pIndex->GetNextValue(strKey, bFirst);

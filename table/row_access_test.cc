@@ -121,13 +121,13 @@ TEST(RowAccess, NextColValueListsDistinctValues) {
             "10\t2.5\tbeta\tPear*apple\r\n"
             "9\t1.25\tAlpha\tfig\r\n"
             "10\t2.5\tbeta\t(a..c)\r\n"
-            "100\t-0.5\tGamma\t*\r\n"
+            "123456\t-0.5\tGamma\t*\r\n"
             "-3\t1.25\tbeta\tfig*Kiwi\r\n");
   CCatStd table(dir.File("T.TXT").c_str());
   for (WORD nCol = 0; nCol < 4; ++nCol) {
     table.SetColFlags(nCol, COL_FLAG_INDEXED);
   }
-  EXPECT_EQ(ListColumn(table, 0), (std::vector<std::string>{"-3", "9", "10", "100"}));
+  EXPECT_EQ(ListColumn(table, 0), (std::vector<std::string>{"-3", "9", "10", "123456"}));
   EXPECT_EQ(ListColumn(table, 1), (std::vector<std::string>{"-0.5", "1.25", "2.5"}));
   EXPECT_EQ(ListColumn(table, 2), (std::vector<std::string>{"Alpha", "beta", "Gamma"}));
   // Members of lists come alone; ranges and wildcards are not listed.

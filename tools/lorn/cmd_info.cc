@@ -1,5 +1,7 @@
 // lorn info: what lorn knows of a table, without changing it.
 #include <algorithm>
+#include <cctype>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -47,7 +49,9 @@ bool IsScrambledName(const std::string& strPath) {
     return false;
   }
   std::string strExt = strPath.substr(nDot + 1);
-  std::transform(strExt.begin(), strExt.end(), strExt.begin(), ::toupper);
+  std::transform(strExt.begin(), strExt.end(), strExt.begin(), [](char c) {
+    return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  });
   return strExt == "SDC";
 }
 

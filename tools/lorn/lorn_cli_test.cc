@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,10 @@
 #include "gtest/gtest.h"
 #include "testing/test_util.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_options.h"
 #include "tools/lorn/cli_output.h"
+#include "tools/lorn/cli_progress.h"
+#include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_text.h"
 #include "tools/lorn/expr_parser.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -587,6 +592,95 @@ TEST(LornPaths, SiblingsOfATable) {
   EXPECT_EQ(SidecarPathOf("art"), "SDX");
   EXPECT_EQ(SiblingPathOf("d/art.txt", "SDC"), "d/art.SDC");
   EXPECT_EQ(SiblingPathOf("/t/art.SDC", "TMP"), "/t/art.TMP");
+}
+
+TEST(LornArgs, SplitsPositionalFlagsAndValues) {
+  CArgList list("query", {"t.txt", "--count", "--columns=A,B", "-5", "--", "--row-numbers"},
+                {"--count", "--row-numbers"}, {"--columns"});
+  EXPECT_EQ(list.Positional(), (std::vector<std::string>{"t.txt", "-5", "--row-numbers"}));
+  EXPECT_TRUE(list.Has("--count"));
+  EXPECT_FALSE(list.Has("--row-numbers"));
+  ASSERT_NE(list.Value("--columns"), nullptr);
+  EXPECT_EQ(*list.Value("--columns"), "A,B");
+  EXPECT_EQ(*CArgList("q", {"--columns", "C"}, {}, {"--columns"}).Value("--columns"), "C");
+  EXPECT_THROW(CArgList("q", {"--columns"}, {}, {"--columns"}), CCliError);
+  EXPECT_THROW(CArgList("q", {"--count=1"}, {"--count"}, {}), CCliError);
+  EXPECT_THROW(list.RequireCount(4, -1, "usage"), CCliError);
+  EXPECT_THROW(list.RequireCount(1, 2, "usage"), CCliError);
+  list.RequireCount(3, 3, "usage");
+}
+
+TEST(LornRewrite, GuardPutsTheTableBackUnlessCommitted) {
+  TempDir dir;
+  const std::string strTable = dir.File("t.txt");
+  WriteFile(strTable, "A\r\n1\r\n");
+  lorn_test::SetMTime(strTable, 1000000000);
+  {
+    CRewriteGuard guard(strTable, {dir.File("t.TMP")});
+    WriteFile(strTable, "changed");
+    WriteFile(dir.File("t.TMP"), "half");
+  }
+  EXPECT_EQ(ReadFile(strTable), "A\r\n1\r\n");
+  EXPECT_EQ(lorn_test::GetMTime(strTable), 1000000000);
+  EXPECT_FALSE(Exists(dir.File("t.TMP")));
+  {
+    CRewriteGuard guard(strTable, {});
+    WriteFile(strTable, "new");
+    guard.Commit();
+  }
+  EXPECT_EQ(ReadFile(strTable), "new");
+  size_t nFiles = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+    EXPECT_EQ(entry.path().filename(), "t.txt");
+    ++nFiles;
+  }
+  EXPECT_EQ(nFiles, 1u);
+  WriteFile(dir.File("t.TMP"), "mine");
+  EXPECT_THROW(CRewriteGuard(strTable, {dir.File("t.TMP")}), CCliError);
+  EXPECT_EQ(ReadFile(dir.File("t.TMP")), "mine");
+}
+
+TEST(LornProgress, WritesLinesAndErrorsToItsFile) {
+  FILE* pFile = std::tmpfile();
+  ASSERT_NE(pFile, nullptr);
+  {
+    CConsoleMonitor monitor(pFile, true, false);
+    CString strTitle;
+    monitor.GetMessage(5, strTitle);
+    monitor.SetTitle(strTitle);
+    monitor.SetStep("COL");
+    monitor.SetPos(3);
+    monitor.SetPos(7);
+    monitor.SetPos(55);
+    monitor.SetPos(300);
+    monitor.End();
+    monitor.ShowError("Tri imposssible...");
+  }
+  {
+    CConsoleMonitor quiet(pFile, false, false);
+    quiet.SetTitle("nothing");
+    quiet.SetPos(50);
+    quiet.ShowError("shown anyway");
+  }
+  std::rewind(pFile);
+  std::string strText;
+  char buffer[512];
+  size_t n;
+  while ((n = std::fread(buffer, 1, sizeof(buffer), pFile)) > 0) {
+    strText.append(buffer, n);
+  }
+  std::fclose(pFile);
+  EXPECT_EQ(strText,
+            "D\xC3\xA9"
+            "compactage de la table %s [....................] 0%\n"
+            "D\xC3\xA9"
+            "compactage de la table %s: COL [....................] 0%\n"
+            "D\xC3\xA9"
+            "compactage de la table %s: COL [###########.........] 55%\n"
+            "D\xC3\xA9"
+            "compactage de la table %s: COL [####################] 100%\n"
+            "lorn: Tri imposssible...\n"
+            "lorn: shown anyway\n");
 }
 
 }  // namespace

@@ -100,6 +100,7 @@ void PrintError(const std::string& strText) {
 }
 
 int Run(int argc, char** argv) {
+  InitLibrary();
   CGlobalOptions options;
   int nCommand = ParseGlobalOptions(argc, argv, options);
   if (options.bHelp) {
@@ -120,7 +121,6 @@ int Run(int argc, char** argv) {
     return EXIT_OK;
   }
 
-  InitLibrary();
   ApplyGlobalOptions(options);
   bool bTerminal = isatty(STDERR_FILENO) != 0;
   CConsoleMonitor monitor(stderr, !options.bQuiet && (bTerminal || options.bProgress), bTerminal);
