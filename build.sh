@@ -44,12 +44,9 @@ configure() {  # build-dir extra-cmake-args...
 case "${1:-}" in
   run)
     configure build
-    if [ -x build/tools/lorn/lorn ]; then
-      build/tools/lorn/lorn -q query examples/catalogue.txt \
-        "FAMILLE=OUTILS & PRIX<50 | COULEUR=ROUGE" --columns REF,LIBELLE,PRIX,COULEUR
-    else
-      build/examples/show_columns examples/catalogue.txt
-    fi
+    # Tools under 50, or anything red, through four columns, repeats removed.
+    build/tools/lorn/lorn -q --utf8 query examples/catalogue.txt \
+      "FAMILLE=OUTILS & PRIX<50 | COULEUR=ROUGE" --columns REF,LIBELLE,PRIX,COULEUR
     ;;
   test)
     configure build

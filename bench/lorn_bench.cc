@@ -368,14 +368,18 @@ int main(int argc, char** argv) {
       std::perror(strSource.c_str());
       return 1;
     }
-    const BOOL bCompact = !run.m_bCompactOverBudget;
-    run.Run("compact_" + std::to_string(nRows),
-            "CompactTable COULEUR, " + std::to_string(nRows) + " rows",
-            static_cast<unsigned>(opt.nCompactBudget), [&](CResultSink& sink) {
-              PhaseExpandCompact(ctx, strSource, nRows, bCompact,
-                                 static_cast<unsigned>(opt.nCompactBudget), sink);
-            });
+    run.Run("expand_" + std::to_string(nRows),
+            "UncompactTable COULEUR, " + std::to_string(nRows) + " rows", nBudget,
+            [&](CResultSink& sink) { PhaseExpand(ctx, strSource, nRows, sink); });
+    if (!run.m_bCompactOverBudget) {
+      run.Run("compact_" + std::to_string(nRows),
+              "CompactTable COULEUR, " + std::to_string(nRows) + " rows",
+              static_cast<unsigned>(opt.nCompactBudget), [&](CResultSink& sink) {
+                PhaseCompact(ctx, nRows, static_cast<unsigned>(opt.nCompactBudget), sink);
+              });
+    }
     std::filesystem::remove(strSource);
+    std::filesystem::remove(ExpandedPath(ctx, nRows));
   }
 
   PrintSummary(run, arLadder);

@@ -530,10 +530,14 @@ void PhaseDelete(const CBenchContext& ctx, CResultSink& sink) {
   sink.Add(result);
 }
 
-void PhaseExpandCompact(const CBenchContext& ctx, const std::string& strSource, DWORD nRows,
-                        BOOL bCompact, unsigned nBudgetSeconds, CResultSink& sink) {
+std::string ExpandedPath(const CBenchContext& ctx, DWORD nRows) {
+  return ctx.strDir + "exp" + std::to_string(nRows) + ".txt";
+}
+
+void PhaseExpand(const CBenchContext& ctx, const std::string& strSource, DWORD nRows,
+                 CResultSink& sink) {
   const std::string strSuffix = std::to_string(nRows);
-  const std::string strExpanded = ctx.strDir + "exp" + strSuffix + ".txt";
+  const std::string strExpanded = ExpandedPath(ctx, nRows);
   CWordArray arCols;
   arCols.Add(GEN_COL_COULEUR);
 
@@ -553,10 +557,15 @@ void PhaseExpandCompact(const CBenchContext& ctx, const std::string& strSource, 
   }
   checkExpand.Apply(expand, std::to_string(nExpandedLines - 1) + " rows written");
   sink.Add(expand);
-  if (!bCompact || !expand.bOK) {
-    return;
-  }
+}
 
+void PhaseCompact(const CBenchContext& ctx, DWORD nRows, unsigned nBudgetSeconds,
+                  CResultSink& sink) {
+  const std::string strSuffix = std::to_string(nRows);
+  const std::string strExpanded = ExpandedPath(ctx, nRows);
+  const ULONGLONG nExpandedLines = CountLines(strExpanded);
+  CWordArray arCols;
+  arCols.Add(GEN_COL_COULEUR);
   CPhaseResult compact =
       MakeResult(("compact_" + strSuffix).c_str(),
                  "CompactTable COULEUR, " + std::to_string(nExpandedLines - 1) + " rows",
@@ -583,7 +592,6 @@ void PhaseExpandCompact(const CBenchContext& ctx, const std::string& strSource, 
     }
   }
   RemoveFile(strWork);
-  RemoveFile(strExpanded);
   checkCompact.Apply(compact, "back to " + strSuffix + " rows, " +
                                   std::to_string(compact.arSeconds.size()) + " rep(s)");
   sink.Add(compact);

@@ -50,10 +50,15 @@ void PhaseNextColValue(const CBenchContext& ctx, CResultSink& sink);
 void PhaseCrypt(const CBenchContext& ctx, CResultSink& sink);
 // DeleteRows of 1,000 rows spread over a copy of the table.
 void PhaseDelete(const CBenchContext& ctx, CResultSink& sink);
-// UncompactTable on COULEUR of a catalogue of nRows rows (file pszSource),
-// then CompactTable of the result back on COULEUR (when bCompact).
-void PhaseExpandCompact(const CBenchContext& ctx, const std::string& strSource, DWORD nRows,
-                        BOOL bCompact, unsigned nBudgetSeconds, CResultSink& sink);
+// The expanded catalogue that PhaseExpand writes and PhaseCompact reads.
+std::string ExpandedPath(const CBenchContext& ctx, DWORD nRows);
+// UncompactTable on COULEUR of a catalogue of nRows rows (strSource).
+void PhaseExpand(const CBenchContext& ctx, const std::string& strSource, DWORD nRows,
+                 CResultSink& sink);
+// CompactTable on COULEUR of what PhaseExpand wrote, which gives the nRows
+// rows back; fewer repetitions when a pass takes much of nBudgetSeconds.
+void PhaseCompact(const CBenchContext& ctx, DWORD nRows, unsigned nBudgetSeconds,
+                  CResultSink& sink);
 
 }  // namespace lorn_bench
 
