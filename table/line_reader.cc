@@ -29,6 +29,24 @@ inline bool IsLineEnd(BYTE b) {
   return b == CR || b == LF || b == 0;
 }
 
+// Bytes at which the scan stops: the separator and the three line ends.
+struct CStopTable {
+  bool m_abStop[256] = {};
+  explicit CStopTable(BYTE cSep) {
+    m_abStop[CR] = m_abStop[LF] = m_abStop[0] = m_abStop[cSep] = true;
+  }
+};
+
+// Hands a cell to the array, reusing the string already at its place.
+inline void StoreCell(CStringArray& arCells, int nCell, const BYTE* pText, UINT nLength) {
+  const char* pszText = reinterpret_cast<const char*>(pText);
+  if (nCell < arCells.GetSize()) {
+    arCells.ElementAt(nCell).SetString(pszText, static_cast<int>(nLength));
+  } else {
+    arCells.SetAtGrow(nCell, CString(pszText, static_cast<int>(nLength)));
+  }
+}
+
 }  // namespace
 
 void CCatStd::MakeLineKey(char* pKey, DWORD nPos, char nSign) {
@@ -53,6 +71,10 @@ short CCatStd::ReadLine(CStringArray& arCells, DWORD nMaxBytes, CFile* pOut) {
   }
   BYTE* const pBuf = s_pBuffer;
   const BYTE cSep = static_cast<BYTE>(m_cColSep);
+  const CStopTable stop(cSep);
+  // Lead bytes of the code page in force; null for a single-byte page.
+  const CCodePageTable* pPage = FindCodePageTable(_getmbcp());
+  const unsigned char* pLead = pPage != nullptr ? pPage->m_pbyLead : nullptr;
   // Reading an SDC file adds the key; copying a TXT file out subtracts it.
   const bool bTransform = pOut != nullptr || m_bScrambled;
   char cKey = 0;
@@ -103,13 +125,22 @@ short CCatStd::ReadLine(CStringArray& arCells, DWORD nMaxBytes, CFile* pOut) {
     bool bLineEnd = false;
     bLeadCarried = false;
     while (nCur < nEnd) {
+      // Plain text in a single-byte page: nothing to do but find the next
+      // stop byte.
+      if (!bTransform && pLead == nullptr) {
+        while (nCur < nEnd && !stop.m_abStop[pBuf[nCur]]) {
+          ++nCur;
+        }
+        if (nCur == nEnd) {
+          break;
+        }
+      }
       const BYTE b = pBuf[nCur];
-      if (IsLineEnd(b) || b == cSep) {
+      if (stop.m_abStop[b]) {
         bLineEnd = IsLineEnd(b);
         if (pOut == nullptr) {
           pBuf[nCur] = 0;
-          arCells.SetAtGrow(nCells, CString(reinterpret_cast<const char*>(pBuf + nCellStart),
-                                            static_cast<int>(nCur - nCellStart)));
+          StoreCell(arCells, nCells, pBuf + nCellStart, nCur - nCellStart);
         }
         ++nCells;
         nCellStart = nCur + 1;
@@ -122,7 +153,7 @@ short CCatStd::ReadLine(CStringArray& arCells, DWORD nMaxBytes, CFile* pOut) {
       if (bTransform) {
         pBuf[nCur] = static_cast<BYTE>(b + cKey);
       }
-      if (!_ismbblead(pBuf[nCur])) {
+      if (pLead == nullptr || !pLead[pBuf[nCur]]) {
         ++nCur;
       } else if (nCur + 1 < nEnd) {
         nCur += 2;
