@@ -159,7 +159,7 @@ std::string FormatRate(const CPhaseResult& result) {
       return dRate >= 1e3 ? Printf("%.1f k rows/s", dRate / 1e3) : Printf("%.1f rows/s", dRate);
     }
     default:
-      return Printf("%.2f us/op", dMedian * 1e6);
+      return FormatSeconds(dMedian) + "/op";
   }
 }
 

@@ -66,7 +66,7 @@ void PrintCsvRow(FILE* pOut, const CPhaseResult& result);
 // "1.23 ms", "45.6 µs", "2.34 s".
 std::string FormatSeconds(double dSeconds);
 // The rate column, from the median wall time: "123.4 MB/s", "1.23 M rows/s",
-// "4.56 us/op".
+// "4.56 us/op", "13.76 ms/op".
 std::string FormatRate(const CPhaseResult& result);
 
 }  // namespace lorn_bench

@@ -11,243 +11,123 @@ namespace lorn_bench {
 
 namespace {
 
-// Texts are Windows-1252 bytes; an escape is always closed by the end of its
-// literal, so that no following letter is taken for a hex digit.
+// Texts are Windows-1252 bytes, written as octal escapes (\311 is "É"), which
+// take at most three digits and so never swallow the letter behind them.
 const char* const kColumns[GEN_COL_COUNT] = {"REF",   "LIBELLE", "FAMILLE", "PRIX",
                                              "STOCK", "COULEUR", "TAILLE",  "FOURNISSEUR"};
 
-const char* const kFamilies[] = {
-    "OUTILLAGE",
-    "JARDIN",
-    "PEINTURE",
-    "\xC9"
-    "LECTRICIT"
-    "\xC9",
-    "QUINCAILLERIE",
-    "PLOMBERIE",
-    "MENUISERIE",
-    "CARRELAGE",
-    "SANITAIRE",
-    "CHAUFFAGE",
-    "\xC9"
-    "CLAIRAGE",
-    "D"
-    "\xC9"
-    "CORATION",
-    "RANGEMENT",
-    "S"
-    "\xC9"
-    "CURIT"
-    "\xC9",
-    "\xC9"
-    "LECTROM"
-    "\xC9"
-    "NAGER",
-    "CUISINE",
-    "SALLE DE BAINS",
-    "REV"
-    "\xCA"
-    "TEMENTS",
-    "ISOLATION",
-    "TOITURE",
-    "MA"
-    "\xC7"
-    "ONNERIE",
-    "BOIS",
-    "VISSERIE",
-    "FIXATIONS",
-    "ABRASIFS",
-    "COLLES",
-    "MESURE",
-    "SOUDURE",
-    "PNEUMATIQUE",
-    "MOTOCULTURE",
-    "ARROSAGE",
-    "ANIMALERIE",
-    "PISCINE",
-    "CL"
-    "\xD4"
-    "TURE",
-    "PORTAILS",
-    "FEN"
-    "\xCA"
-    "TRES",
-    "PORTES",
-    "ESCALIERS",
-    "PARQUET",
-    "MOQUETTE",
-    "PAPIER PEINT",
-    "RIDEAUX",
-    "LUMINAIRES",
-    "AMPOULES",
-    "C"
-    "\xC2"
-    "BLAGE",
-    "DOMOTIQUE",
-    "VENTILATION",
-    "CLIMATISATION",
-    "\xC9"
-    "QUIPEMENT",
-    "HYGI"
-    "\xC8"
-    "NE",
-};
+const char* const kFamilies[] = {"OUTILLAGE",
+                                 "JARDIN",
+                                 "PEINTURE",
+                                 "\311LECTRICIT\311",
+                                 "QUINCAILLERIE",
+                                 "PLOMBERIE",
+                                 "MENUISERIE",
+                                 "CARRELAGE",
+                                 "SANITAIRE",
+                                 "CHAUFFAGE",
+                                 "\311CLAIRAGE",
+                                 "D\311CORATION",
+                                 "RANGEMENT",
+                                 "S\311CURIT\311",
+                                 "\311LECTROM\311NAGER",
+                                 "CUISINE",
+                                 "SALLE DE BAINS",
+                                 "REV\312TEMENTS",
+                                 "ISOLATION",
+                                 "TOITURE",
+                                 "MA\307ONNERIE",
+                                 "BOIS",
+                                 "VISSERIE",
+                                 "FIXATIONS",
+                                 "ABRASIFS",
+                                 "COLLES",
+                                 "MESURE",
+                                 "SOUDURE",
+                                 "PNEUMATIQUE",
+                                 "MOTOCULTURE",
+                                 "ARROSAGE",
+                                 "ANIMALERIE",
+                                 "PISCINE",
+                                 "CL\324TURE",
+                                 "PORTAILS",
+                                 "FEN\312TRES",
+                                 "PORTES",
+                                 "ESCALIERS",
+                                 "PARQUET",
+                                 "MOQUETTE",
+                                 "PAPIER PEINT",
+                                 "RIDEAUX",
+                                 "LUMINAIRES",
+                                 "AMPOULES",
+                                 "C\302BLAGE",
+                                 "DOMOTIQUE",
+                                 "VENTILATION",
+                                 "CLIMATISATION",
+                                 "\311QUIPEMENT",
+                                 "HYGI\310NE"};
 static_assert(std::size(kFamilies) == GEN_FAMILY_COUNT);
 
-const char* const kProducts[] = {
-    "Marteau",
-    "Tournevis",
-    "Cl"
-    "\xE9"
-    " "
-    "\xE0"
-    " molette",
-    "Pince coupante",
-    "Scie "
-    "\xE9"
-    "go"
-    "\xEF"
-    "ne",
-    "Niveau "
-    "\xE0"
-    " bulle",
-    "M"
-    "\xE8"
-    "tre ruban",
-    "Ciseau "
-    "\xE0"
-    " bois",
-    "R"
-    "\xE2"
-    "pe",
-    "S"
-    "\xE9"
-    "cateur",
-    "R"
-    "\xE2"
-    "teau",
-    "B"
-    "\xEA"
-    "che",
-    "Arrosoir",
-    "Binette",
-    "Brouette",
-    "Pinceau plat",
-    "Rouleau mousse",
-    "Lasure ch"
-    "\xEA"
-    "ne",
-    "Vernis mat",
-    "Ampoule LED",
-    "Rallonge",
-    "Interrupteur",
-    "Prise "
-    "\xE9"
-    "tanche",
-    "C"
-    "\xE2"
-    "ble souple",
-    "Vis "
-    "\xE0"
-    " bois",
-    "Chevilles",
-    "Charni"
-    "\xE8"
-    "re",
-    "\xC9"
-    "querre",
-    "Cadenas laiton",
-    "Serrure",
-    "Perceuse",
-    "Ponceuse",
-    "Meuleuse",
-    "\xC9"
-    "tau",
-    "\xC9"
-    "tabli",
-    "\xC9"
-    "chelle",
-    "Escabeau",
-    "Truelle",
-    "Spatule",
-    "Cutter",
-    "Agrafeuse",
-    "Colle n"
-    "\xE9"
-    "opr"
-    "\xE8"
-    "ne",
-    "Joint silicone",
-    "Mastic",
-    "Enduit",
-    "Pl"
-    "\xE2"
-    "tre",
-    "Ciment prompt",
-    "Gravier",
-    "Dalle",
-    "Tuile",
-};
+const char* const kProducts[] = {"Marteau",
+                                 "Tournevis",
+                                 "Cl\351 \340 molette",
+                                 "Pince coupante",
+                                 "Scie \351go\357ne",
+                                 "Niveau \340 bulle",
+                                 "M\350tre ruban",
+                                 "Ciseau \340 bois",
+                                 "R\342pe",
+                                 "S\351cateur",
+                                 "R\342teau",
+                                 "B\352che",
+                                 "Arrosoir",
+                                 "Binette",
+                                 "Brouette",
+                                 "Pinceau plat",
+                                 "Rouleau mousse",
+                                 "Lasure ch\352ne",
+                                 "Vernis mat",
+                                 "Ampoule LED",
+                                 "Rallonge",
+                                 "Interrupteur",
+                                 "Prise \351tanche",
+                                 "C\342ble souple",
+                                 "Vis \340 bois",
+                                 "Chevilles",
+                                 "Charni\350re",
+                                 "\311querre",
+                                 "Cadenas laiton",
+                                 "Serrure",
+                                 "Perceuse",
+                                 "Ponceuse",
+                                 "Meuleuse",
+                                 "\311tau",
+                                 "\311tabli",
+                                 "\311chelle",
+                                 "Escabeau",
+                                 "Truelle",
+                                 "Spatule",
+                                 "Cutter",
+                                 "Agrafeuse",
+                                 "Colle n\351opr\350ne",
+                                 "Joint silicone",
+                                 "Mastic",
+                                 "Enduit",
+                                 "Pl\342tre",
+                                 "Ciment prompt",
+                                 "Gravier",
+                                 "Dalle",
+                                 "Tuile"};
 constexpr DWORD kProductCount = std::size(kProducts);
 
-const char* const kColours[] = {"ROUGE",
-                                "BLEU",
-                                "VERT",
-                                "NOIR",
-                                "BLANC",
-                                "JAUNE",
-                                "GRIS",
-                                "ORANGE",
-                                "VIOLET",
-                                "MARRON",
-                                "ROSE",
-                                "\xC9"
-                                "CRU"};
+const char* const kColours[] = {"ROUGE", "BLEU",   "VERT",   "NOIR",   "BLANC", "JAUNE",
+                                "GRIS",  "ORANGE", "VIOLET", "MARRON", "ROSE",  "\311CRU"};
 constexpr DWORD kColourCount = std::size(kColours);
 
 const char* const kSuppliers[] = {
-    "Dupr"
-    "\xE9",
-    "Lef"
-    "\xE8"
-    "vre",
-    "Gauthier",
-    "M"
-    "\xFC"
-    "ller",
-    "B"
-    "\xE9"
-    "rard",
-    "Oc"
-    "\xE9"
-    "ane",
-    "Durand",
-    "Moreau",
-    "Girard",
-    "Fournier",
-    "Lambert",
-    "Rousseau",
-    "Mercier",
-    "Boucher",
-    "Chevalier",
-    "Fran"
-    "\xE7"
-    "ois",
-    "Leb"
-    "\x9C"
-    "uf",
-    "Gar"
-    "\xE7"
-    "on",
-    "H"
-    "\xE9"
-    "l"
-    "\xE8"
-    "ne",
-    "No"
-    "\xEB"
-    "l",
-};
+    "Dupr\351",  "Lef\350vre",  "Gauthier",  "M\374ller", "B\351rard",    "Oc\351ane", "Durand",
+    "Moreau",    "Girard",      "Fournier",  "Lambert",   "Rousseau",     "Mercier",   "Boucher",
+    "Chevalier", "Fran\347ois", "Leb\234uf", "Gar\347on", "H\351l\350ne", "No\353l"};
 constexpr DWORD kSupplierCount = std::size(kSuppliers);
 
 // splitmix64's finaliser: a bijection of 64-bit values with good mixing.
