@@ -66,16 +66,9 @@ WORD CResultStd::GetColumnNames(CStringArray* pNames) {
   return static_cast<WORD>(nCount);
 }
 
-CDWordArray* CResultStd::GetSourceRows() {
-  if (m_pRestriction != nullptr) {
-    return m_pRestriction;
-  }
-  CSetStd* pMasterSet = GetMasterSet();
-  if (pMasterSet != nullptr) {
-    return pMasterSet->GetSourceRows();
-  }
-  return nullptr;
-}
+// Never this view's own rows: a set chained to a view stands on the rows
+// that the view looks at.
+CDWordArray* CResultStd::GetSourceRows() { return GetBaseRows(); }
 
 BOOL CResultStd::Run() {
   if (m_bDone) {

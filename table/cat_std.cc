@@ -29,27 +29,7 @@ void ReleaseInstance() {
 
 }  // namespace
 
-CCatStd::CCatStd(const char* pszPath)
-    : m_bOpen(FALSE),
-      m_pMaster(nullptr),
-      m_nViewSlot(NO_SLOT),
-      m_tStamp(0),
-      m_nDataPos(0),
-      m_nRowTablePos(0),
-      m_mapColNames(10),
-      m_nRows(0),
-      m_bIndexed(FALSE),
-      m_nFilePos(0),
-      m_nBufEnd(0),
-      m_nBufPos(0),
-      m_bScrambled(FALSE),
-      m_cColSep(0),
-      m_cRangeOpen(0),
-      m_cRangeClose(0),
-      m_cValueSep(0),
-      m_cAnyValue(0),
-      m_nArchiveRefs(0),
-      m_bOwnsMaster(FALSE) {
+CCatStd::CCatStd(const char* pszPath) {
   if (s_pBuffer == nullptr) {
     s_pBuffer = new BYTE[LINE_BUFFER_SIZE];
   }
@@ -70,27 +50,7 @@ CCatStd::CCatStd(const char* pszPath)
   }
 }
 
-CCatStd::CCatStd(CCatStd* pMaster)
-    : m_bOpen(FALSE),
-      m_pMaster(nullptr),
-      m_nViewSlot(NO_SLOT),
-      m_tStamp(0),
-      m_nDataPos(0),
-      m_nRowTablePos(0),
-      m_mapColNames(10),
-      m_nRows(0),
-      m_bIndexed(FALSE),
-      m_nFilePos(0),
-      m_nBufEnd(0),
-      m_nBufPos(0),
-      m_bScrambled(FALSE),
-      m_cColSep(0),
-      m_cRangeOpen(0),
-      m_cRangeClose(0),
-      m_cValueSep(0),
-      m_cAnyValue(0),
-      m_nArchiveRefs(0),
-      m_bOwnsMaster(FALSE) {
+CCatStd::CCatStd(CCatStd* pMaster) {
   ++s_nInstances;
   Reset();
   CopySettings();

@@ -176,39 +176,39 @@ class LORN_API CCatStd : public CObject {
 
   // --- Members, in declaration order. They are public so that the library's
   // units and its tests reach them; hosts use the operations above. ---
-  CString m_strDir;        // directory of the table file with its closing "/", or empty
-  CString m_strName;       // file name of the table with extension
-  BOOL m_bOpen;            // the table's files are open; FALSE when chained
-  CCatStd* m_pMaster;      // null at a root
-  WORD m_nViewSlot;        // this object's slot in the master's m_arViews; 0xFFFF when none
-  CObArray m_arViews;      // objects chained to this one; null in a free slot
-  CFile m_fileData;        // the TXT or SDC file
-  DWORD m_tStamp;          // modification time as the library counts it
-  DWORD m_nDataPos;        // offset of the first data row
-  CString m_strSideName;   // sidecar file name, optionally "|" and the locale
-  CFile m_fileSide;        // the SDX file
-  DWORD m_nRowTablePos;    // offset of the row table in the SDX
+  CString m_strDir;              // directory of the table file with its closing "/", or empty
+  CString m_strName;             // file name of the table with extension
+  BOOL m_bOpen = FALSE;          // the table's files are open; FALSE when chained
+  CCatStd* m_pMaster = nullptr;  // null at a root
+  WORD m_nViewSlot = 0xFFFF;     // this object's slot in the master's m_arViews; 0xFFFF when none
+  CObArray m_arViews;            // objects chained to this one; null in a free slot
+  CFile m_fileData;              // the TXT or SDC file
+  DWORD m_tStamp = 0;            // modification time as the library counts it
+  DWORD m_nDataPos = 0;          // offset of the first data row
+  CString m_strSideName;         // sidecar file name, optionally "|" and the locale
+  CFile m_fileSide;              // the SDX file
+  DWORD m_nRowTablePos = 0;      // offset of the row table in the SDX
   CStringArray m_arColNames;
-  CMapStringToPtr m_mapColNames;  // upper-cased name -> column number
+  CMapStringToPtr m_mapColNames{10};  // upper-cased name -> column number
   CByteArray m_arColTypes;
   CByteArray m_arColSizes;
   CDWordArray m_arColIndexPos;  // offset of a column's index in the SDX, 0 when none
-  DWORD m_nRows;                // 0 until the table has been analysed
+  DWORD m_nRows = 0;            // 0 until the table has been analysed
   CByteArray m_arColFlags;
-  CObArray m_arColIndexes;  // CIndex per column, null until first use
-  BOOL m_bIndexed;          // the sidecar is open, valid and holds every wanted index
-  DWORD m_nFilePos;         // offset of the line that ReadLine reads next
-  WORD m_nBufEnd;           // end of the valid bytes in the shared buffer
-  WORD m_nBufPos;           // reader's cursor in the shared buffer
-  BOOL m_bScrambled;        // the table file is an SDC file
-  char m_cColSep;
-  char m_cRangeOpen;
-  char m_cRangeClose;
+  CObArray m_arColIndexes;    // CIndex per column, null until first use
+  BOOL m_bIndexed = FALSE;    // the sidecar is open, valid and holds every wanted index
+  DWORD m_nFilePos = 0;       // offset of the line that ReadLine reads next
+  WORD m_nBufEnd = 0;         // end of the valid bytes in the shared buffer
+  WORD m_nBufPos = 0;         // reader's cursor in the shared buffer
+  BOOL m_bScrambled = FALSE;  // the table file is an SDC file
+  char m_cColSep = 0;
+  char m_cRangeOpen = 0;
+  char m_cRangeClose = 0;
   CString m_strRangeSep;
-  char m_cValueSep;
-  char m_cAnyValue;
-  WORD m_nArchiveRefs;  // chained objects sharing this archive-made master
-  BOOL m_bOwnsMaster;   // this object holds one of m_pMaster's m_nArchiveRefs
+  char m_cValueSep = 0;
+  char m_cAnyValue = 0;
+  WORD m_nArchiveRefs = 0;     // chained objects sharing this archive-made master
+  BOOL m_bOwnsMaster = FALSE;  // this object holds one of m_pMaster's m_nArchiveRefs
 
  protected:
   // Copies the grammar settings of the library into this object and makes
