@@ -10,6 +10,7 @@
 #include "bench/bench_child.h"
 #include "bench/bench_workload.h"
 #include "bench/catalogue_gen.h"
+#include "bench/reader_model.h"
 #include "platform/types.h"
 
 namespace lorn_bench {
@@ -20,6 +21,9 @@ struct CBenchContext {
   ULONGLONG nTableBytes = 0;
   const CCatalogueGen* pGen = nullptr;
   const CBenchWorkload* pWork = nullptr;  // null until the indexes are built
+  // The table's rows as the reader numbers them: the generator's rows, and
+  // an empty row wherever a CR LF straddles two fills of the line buffer.
+  const CReaderRows* pRows = nullptr;
   DWORD nReps = 5;
 };
 

@@ -14,15 +14,37 @@ namespace {
 // cell never wraps one into a small or negative number.
 constexpr ptrdiff_t kMaxSepOffset = 0x7FFF;
 
+// Lead bytes of the multi-byte code page in force; null for a single-byte
+// page. The page is looked up again only when it changes.
+const unsigned char* LeadBytesInForce() {
+  static int s_nPage = 0;
+  static const unsigned char* s_pbyLead = nullptr;
+  const int nPage = _getmbcp();
+  if (nPage != s_nPage) {
+    const CCodePageTable* pTable = FindCodePageTable(nPage);
+    s_pbyLead = pTable != nullptr ? pTable->m_pbyLead : nullptr;
+    s_nPage = nPage;
+  }
+  return s_pbyLead;
+}
+
+// Gives arValues nValues places. Strings that stay keep their storage, so
+// that a pass that reuses one array for every cell does not allocate.
+void SetValueCount(CStringArray& arValues, INT_PTR nValues) {
+  const INT_PTR nSize = arValues.GetSize();
+  if (nSize > nValues) {
+    arValues.RemoveAt(nValues, nSize - nValues);
+  } else if (nSize < nValues) {
+    arValues.SetSize(nValues);
+  }
+}
+
 // Steps through a text one character at a time under the multi-byte code
 // page in force. The lead-byte table is looked up once per call of the
 // splitter, not once per byte.
 class CCharStepper {
  public:
-  CCharStepper() {
-    const CCodePageTable* pTable = FindCodePageTable(_getmbcp());
-    m_pbyLead = pTable != nullptr ? pTable->m_pbyLead : nullptr;
-  }
+  CCharStepper() : m_pbyLead(LeadBytesInForce()) {}
 
   // Size in bytes of the character at p, which is not the terminator. A lead
   // byte right before the terminator stands alone.
@@ -126,7 +148,7 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
     nHighEnd = p - pCell;
   }
 
-  arValues.SetSize(2);
+  SetValueCount(arValues, 2);
   Assign(arValues, 0, pCell + nLowBegin, pCell + nS);
   Assign(arValues, 1, pCell + nHighBegin, pCell + nHighEnd);
   nFlags = nRange;
@@ -148,13 +170,13 @@ BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStr
   }
   const char* pEnd = p + strlen(p);
   if (nSeps == 0) {
-    arValues.SetSize(1);
+    SetValueCount(arValues, 1);
     Assign(arValues, 0, pCell, pEnd);
     return CELL_SINGLE;
   }
 
   const INT_PTR nValues = nSeps + 1;
-  arValues.SetSize(nValues);
+  SetValueCount(arValues, nValues);
   INT_PTR nValue = 0;
   const char* pBegin = pCell;
   for (p = pCell; nValue < nSeps;) {
@@ -176,14 +198,8 @@ BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStr
 
 }  // namespace
 
-BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags, char cRangeOpen,
-                 char cRangeClose, char cValueSep, char cAnyValue, const char* pszRangeSep) {
-  // Emptied without giving up the array's storage: a pass over a table calls
-  // this once per cell and reuses one array.
-  arValues.RemoveAt(0, arValues.GetSize());
-  BYTE nIgnored = 0;
-  BYTE& nFlags = pFlags != nullptr ? *pFlags : nIgnored;
-  nFlags = 0;
+BYTE PeekCell(const char* pszCell, size_t nLength, const char** ppszValue, char cRangeOpen,
+              char cRangeClose, char cValueSep, char cAnyValue) {
   if (pszCell == nullptr) {
     return CELL_EMPTY;
   }
@@ -196,6 +212,33 @@ BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags, char
   }
   if (pCell[0] == cAnyValue && pCell[1] == '\0') {
     return CELL_ANY;
+  }
+  // Without a byte equal to the value separator no character is one, in any
+  // code page.
+  const size_t nRest = nLength - static_cast<size_t>(pCell - pszCell);
+  if (pCell[0] == cRangeOpen || pCell[0] == cRangeClose ||
+      (cValueSep != '\0' && memchr(pCell, cValueSep, nRest) != nullptr)) {
+    return CELL_UNSPLIT;
+  }
+  *ppszValue = pCell;
+  return CELL_SINGLE;
+}
+
+BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags, char cRangeOpen,
+                 char cRangeClose, char cValueSep, char cAnyValue, const char* pszRangeSep) {
+  BYTE nIgnored = 0;
+  BYTE& nFlags = pFlags != nullptr ? *pFlags : nIgnored;
+  nFlags = 0;
+  // Emptied without giving up the array's storage: a pass over a table calls
+  // this once per cell and reuses one array. The kinds with values size it
+  // to their count, keeping the strings that stay.
+  const char* pCell = pszCell;
+  while (pCell != nullptr && *pCell == ' ') {
+    ++pCell;
+  }
+  if (pCell == nullptr || *pCell == '\0' || (pCell[0] == cAnyValue && pCell[1] == '\0')) {
+    arValues.RemoveAt(0, arValues.GetSize());
+    return pCell != nullptr && *pCell != '\0' ? CELL_ANY : CELL_EMPTY;
   }
   const CCharStepper step;
   if ((pCell[0] == cRangeOpen || pCell[0] == cRangeClose) &&

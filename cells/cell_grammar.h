@@ -14,6 +14,8 @@
 #ifndef LORN_CELLS_CELL_GRAMMAR_H_
 #define LORN_CELLS_CELL_GRAMMAR_H_
 
+#include <cstddef>
+
 #include "frame/lorn_defs.h"
 #include "platform/collections.h"
 #include "platform/lorn_export.h"
@@ -25,6 +27,16 @@
 LORN_INTERNAL BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags,
                                char cRangeOpen, char cRangeClose, char cValueSep,
                                char cAnyValue, const char* pszRangeSep);
+
+// What SplitCellEx makes of a cell of nLength bytes (its strlen), where that
+// can be told without copying and without stepping by character:
+// CELL_EMPTY, CELL_ANY, or CELL_SINGLE with *ppszValue pointing at the
+// value, the rest of pszCell from its first byte that is not a space.
+// CELL_UNSPLIT when the cell opens with a bracket or holds a byte equal to
+// cValueSep: SplitCellEx has to decide.
+constexpr BYTE CELL_UNSPLIT = 0xFF;
+LORN_INTERNAL BYTE PeekCell(const char* pszCell, size_t nLength, const char** ppszValue,
+                            char cRangeOpen, char cRangeClose, char cValueSep, char cAnyValue);
 
 // The column type that one value needs, given the type so far: types only
 // grow, COL_TYPE_LONG -> COL_TYPE_REAL -> COL_TYPE_STR.

@@ -62,8 +62,7 @@ void Use(CCatStd* pObject) {
   }
   CSetStd* pSet = static_cast<CSetStd*>(pObject);
   const WORD nCount = pSet->GetCount();
-  for (short nIndex = 0; nIndex < static_cast<short>(nCount) && nIndex < SET_ROWS_READ;
-       ++nIndex) {
+  for (short nIndex = 0; nIndex < static_cast<short>(nCount) && nIndex < SET_ROWS_READ; ++nIndex) {
     pSet->GetRowAt(nIndex);
     pSet->GetRowCells(nIndex, &arCells);
   }

@@ -104,16 +104,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
       strRangeSep = "..";
     }
   }
-  const std::string strCell =
-      (nFlags & 16) != 0 ? lorn_fuzz::Expand(input, s_arLimits, std::size(s_arLimits))
-                         : input.Rest();
+  const std::string strCell = (nFlags & 16) != 0
+                                  ? lorn_fuzz::Expand(input, s_arLimits, std::size(s_arLimits))
+                                  : input.Rest();
   const char* pszCell = strCell.c_str();
 
   try {
     CStringArray arValues;
     BYTE nCellFlags = 0xEE;
-    const BYTE nKind = SplitCellEx(pszCell, arValues, &nCellFlags, cOpen, cClose, cValueSep,
-                                   cAny, strRangeSep.c_str());
+    const BYTE nKind = SplitCellEx(pszCell, arValues, &nCellFlags, cOpen, cClose, cValueSep, cAny,
+                                   strRangeSep.c_str());
     CheckSplit(pszCell, nKind, arValues, nCellFlags,
                strRangeSep[0] != cOpen && strRangeSep[0] != cClose && !_ismbblead(cOpen) &&
                    !_ismbblead(cClose));
@@ -123,8 +123,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
     Classify(pszCell);
 
     // A second split into the same array starts afresh.
-    const BYTE nAgain = SplitCellEx(pszCell, arValues, &nCellFlags, cOpen, cClose, cValueSep,
-                                    cAny, strRangeSep.c_str());
+    const BYTE nAgain = SplitCellEx(pszCell, arValues, &nCellFlags, cOpen, cClose, cValueSep, cAny,
+                                    strRangeSep.c_str());
     LORN_FUZZ_CHECK(nAgain == nKind);
   } catch (const CInvalidArgException&) {
   } catch (const CArchiveException&) {

@@ -56,7 +56,9 @@ const std::string& WorkDir() {
   return *g_pWorkDir;
 }
 
-std::string WorkFile(const std::string& name) { return WorkDir() + "/" + name; }
+std::string WorkFile(const std::string& name) {
+  return WorkDir() + "/" + name;
+}
 
 void PutFile(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -72,7 +74,13 @@ std::string GetFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void RemoveFile(const std::string& path) { unlink(path.c_str()); }
+void RemoveFile(const std::string& path) {
+  unlink(path.c_str());
+}
+
+bool FileExists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
 
 void SetFileTime(const std::string& path, long long nSeconds) {
   struct timeval times[2];
@@ -85,7 +93,9 @@ void SetFileTime(const std::string& path, long long nSeconds) {
   }
 }
 
-BYTE CInput::Byte() { return m_nPos < m_nSize ? m_pData[m_nPos++] : 0; }
+BYTE CInput::Byte() {
+  return m_nPos < m_nSize ? m_pData[m_nPos++] : 0;
+}
 
 WORD CInput::Word() {
   const WORD nLow = Byte();
@@ -106,7 +116,9 @@ std::string CInput::Bytes(size_t nCount) {
   return str;
 }
 
-std::string CInput::Rest() { return Bytes(Left()); }
+std::string CInput::Rest() {
+  return Bytes(Left());
+}
 
 std::string Expand(CInput& input, const size_t* pLimits, size_t nLimits) {
   const size_t nLimit = pLimits[input.Byte() % nLimits];

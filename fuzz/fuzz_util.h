@@ -17,11 +17,11 @@
 
 #include "platform/types.h"
 
-#define LORN_FUZZ_CHECK(cond)                                              \
-  do {                                                                     \
-    if (!(cond)) {                                                         \
-      lorn_fuzz::CheckFailed(#cond, __FILE__, __LINE__);                   \
-    }                                                                      \
+#define LORN_FUZZ_CHECK(cond)                            \
+  do {                                                   \
+    if (!(cond)) {                                       \
+      lorn_fuzz::CheckFailed(#cond, __FILE__, __LINE__); \
+    }                                                    \
   } while (0)
 
 namespace lorn_fuzz {
@@ -38,6 +38,7 @@ std::string WorkFile(const std::string& name);
 void PutFile(const std::string& path, const std::string& bytes);
 std::string GetFile(const std::string& path);
 void RemoveFile(const std::string& path);
+bool FileExists(const std::string& path);
 // Sets the modification time (seconds since the epoch).
 void SetFileTime(const std::string& path, long long nSeconds);
 

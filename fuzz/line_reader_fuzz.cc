@@ -73,8 +73,7 @@ std::vector<CLine> ReadAll(CCatStd& table, DWORD nFrom, size_t nFileLen) {
 
 // Whether scrambling the plain text keeps every separator, line end and NUL
 // where it was and makes no new one, so that its copy reads back the same.
-bool ScrambleKeepsLines(const std::string& strPlain, const std::string& strScrambled,
-                        char cSep) {
+bool ScrambleKeepsLines(const std::string& strPlain, const std::string& strScrambled, char cSep) {
   auto isMark = [cSep](char c) { return c == cSep || c == '\r' || c == '\n' || c == '\0'; };
   for (size_t i = 0; i < strPlain.size(); ++i) {
     if (isMark(strPlain[i]) != isMark(strScrambled[i])) {
@@ -136,8 +135,7 @@ void CheckRows(CCatStd& table, const std::vector<CLine>& arLines, size_t nFileLe
   CStringArray arCells;
   size_t nCellsChecked = 0;
   for (size_t i = 0; i < arLines.size(); ++i) {
-    if (i + 1 < arLines.size() &&
-        (i >= MAX_ROWS_CHECKED || nCellsChecked >= MAX_CELLS_CHECKED)) {
+    if (i + 1 < arLines.size() && (i >= MAX_ROWS_CHECKED || nCellsChecked >= MAX_CELLS_CHECKED)) {
       continue;
     }
     nCellsChecked += nWidth + arLines[i].arCells.size();
@@ -180,9 +178,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t nSize) {
   }
   const DWORD nLimit = input.Word();
   const DWORD nOffset = input.Dword();
-  const std::string strText =
-      (nFlags & 16) != 0 ? lorn_fuzz::Expand(input, s_arLimits, std::size(s_arLimits))
-                         : input.Rest();
+  const std::string strText = (nFlags & 16) != 0
+                                  ? lorn_fuzz::Expand(input, s_arLimits, std::size(s_arLimits))
+                                  : input.Rest();
 
   const std::string strPath = WorkFile(bScrambled ? "L.SDC" : "L.TXT");
   lorn_fuzz::RemoveFile(WorkFile("L.SDX"));

@@ -36,7 +36,9 @@ std::string Word(unsigned n) {
   return std::string{static_cast<char>(n & 0xFF), static_cast<char>((n >> 8) & 0xFF)};
 }
 
-std::string Dword(unsigned n) { return Word(n & 0xFFFF) + Word(n >> 16); }
+std::string Dword(unsigned n) {
+  return Word(n & 0xFFFF) + Word(n >> 16);
+}
 
 // An input whose text Expand makes: prefix, unit repeated, rest, to the
 // length of limit nLimit of the target plus nDelta.
@@ -48,12 +50,14 @@ std::string Expanded(const std::string& strPrefix, const std::string& strUnit, i
 }
 
 void CellSeeds() {
-  const char* const arCells[] = {"",          "*",      "  *",       "* ",        "**",
-                                 "abc",       "b*a",    "10*9",      " b * a ",   "(1..5)",
-                                 ")1..5(",    "(1..5(", ")1..5)",    "(1 .. 5)",  "(..5)",
-                                 "(1..)",     "(1..2..3)", "(1*2..3)", "(1..5)*(7..9)", "7*(1..5)",
-                                 "(15)",      "1..5",   "((1..5)",   ")(1..5)",   "()1..5)",
-                                 "-12",       "1.5",    "+ 12",      "1e5",       "- "};
+  const char* const arCells[] = {"",          "*",        "  *",           "* ",
+                                 "**",        "abc",      "b*a",           "10*9",
+                                 " b * a ",   "(1..5)",   ")1..5(",        "(1..5(",
+                                 ")1..5)",    "(1 .. 5)", "(..5)",         "(1..)",
+                                 "(1..2..3)", "(1*2..3)", "(1..5)*(7..9)", "7*(1..5)",
+                                 "(15)",      "1..5",     "((1..5)",       ")(1..5)",
+                                 "()1..5)",   "-12",      "1.5",           "+ 12",
+                                 "1e5",       "- "};
   int n = 0;
   for (const char* pszCell : arCells) {
     Seed("cell_grammar", "cell" + std::to_string(n++), std::string(1, '\0') + pszCell);
@@ -61,8 +65,8 @@ void CellSeeds() {
   // Double-byte text under code page 932, with a trail byte equal to "*".
   Seed("cell_grammar", "cp932", std::string("\x01") + "\x82\xA0*\x82\x2A*(1..\x82\xA1)");
   // Another grammar: "[" "]" "|" "?" and the range separator "~".
-  Seed("cell_grammar", "grammar", std::string("\x08") + "[]|?" + std::string(1, '\0') + "~" +
-                                      "[1~5]");
+  Seed("cell_grammar", "grammar",
+       std::string("\x08") + "[]|?" + std::string(1, '\0') + "~" + "[1~5]");
   // A list and a range longer than offsets of 15 bits.
   Seed("cell_grammar", "long_list", std::string("\x10") + Expanded("(", "1*", 1, 2, "..5)"));
   Seed("cell_grammar", "long_value", std::string("\x10") + Expanded("x", "y", 2, 0, "*z"));
@@ -80,8 +84,9 @@ void LineSeeds() {
   Seed("line_reader", "semicolon",
        std::string("\x60") + ";" + strParams + "A;B;C\r\n1;2;3\r\n4;;\r\n;;\r\n");
   // Lines and cells across fills of the line buffer.
-  Seed("line_reader", "long_line",
-       std::string("\x50") + strParams + Expanded("A\tB\r\n", "abcdefgh\t", 2, 10, "z\r\n1\t2\r\n"));
+  Seed(
+      "line_reader", "long_line",
+      std::string("\x50") + strParams + Expanded("A\tB\r\n", "abcdefgh\t", 2, 10, "z\r\n1\t2\r\n"));
   Seed("line_reader", "long_cell",
        std::string("\x50") + strParams + Expanded("A\tB\r\n1\t", "y", 1, 0, "\r\n2\t3\r\n"));
   Seed("line_reader", "too_long_cell",
@@ -93,7 +98,8 @@ void LineSeeds() {
        std::string("\x50") + strParams + Expanded("", "\t", 2, 10, "\r\n1\t2\r\n"));
   // Double-byte characters (code page 932) across a fill.
   Seed("line_reader", "cp932",
-       std::string("\x52") + strParams + Expanded("H\r\n", "\x82\xA0\x82\xA1\x82\xA2x\t", 1, 3, "\r\n"));
+       std::string("\x52") + strParams +
+           Expanded("H\r\n", "\x82\xA0\x82\xA1\x82\xA2x\t", 1, 3, "\r\n"));
 }
 
 // The sidecar of the sample table with an index on the columns in arCols.

@@ -115,9 +115,22 @@ void CIndex::ReadHeader() {
   if (m_pFile->Read(abHeader, INDEX_HEADER_SIZE) != INDEX_HEADER_SIZE) {
     AfxThrowArchiveException(CArchiveException::endOfFile, m_pFile->GetFilePath());
   }
-  m_nAnyCount = GetDword(abHeader);
-  m_nValueCount = GetDword(abHeader + 4);
-  m_nRangeCount = GetDword(abHeader + 8);
+  const DWORD nAny = GetDword(abHeader);
+  const DWORD nValues = GetDword(abHeader + 4);
+  const DWORD nRanges = GetDword(abHeader + 8);
+  // Counts that need more bytes than the file holds come from a file cut
+  // short or written by anyone else: the header is refused like one that
+  // is cut short, before a search walks entries that are not there.
+  const ULONGLONG nEnd = static_cast<ULONGLONG>(m_nPos) + INDEX_HEADER_SIZE +
+                         ULONGLONG{AnyEntrySize()} * nAny +
+                         ULONGLONG{ValueEntrySize(m_nKeySize)} * nValues +
+                         2 * ULONGLONG{RangeEntrySize(m_nKeySize)} * nRanges;
+  if (nEnd > m_pFile->GetLength()) {
+    AfxThrowArchiveException(CArchiveException::endOfFile, m_pFile->GetFilePath());
+  }
+  m_nAnyCount = nAny;
+  m_nValueCount = nValues;
+  m_nRangeCount = nRanges;
   m_nDataPos = m_nPos + INDEX_HEADER_SIZE;
 }
 

@@ -143,3 +143,35 @@ TEST(ColumnIndex, KeyEncoding) {
   EXPECT_EQ(strCut, std::string("AB\0\0", 4));
   EXPECT_EQ(strWhole, std::string("AB\x82\xA0\0", 5));
 }
+
+TEST(ColumnIndex, CountsPastTheEndOfTheFileAreRefused) {
+  CPrivateTmp tmp;
+  CSideFile side;
+  CIndex built(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+  built.BeginBuild(TRUE);
+  index_test::AddWorkedExample(built);
+  ASSERT_TRUE(built.EndBuild());
+  const DWORD nPos = built.GetPos();
+  ASSERT_EQ(side.File()->GetLength(), nPos + 66u);
+  // Counts that need one byte more than the file holds, or wrap 32 bits:
+  // the header is refused as one cut short, before any search walks them.
+  const DWORD arCounts[][3] = {{1, 3, 1},          {0, 2, 0},         {2, 3, 1},
+                               {1, 4, 1},          {1, 3, 2},         {0xFFFFFFFF, 3, 1},
+                               {1, 0x40000000, 1}, {1, 3, 0x80000000}};
+  for (const auto& counts : arCounts) {
+    BYTE abHeader[12];
+    for (int i = 0; i < 3; ++i) {
+      PutDword(abHeader + 4 * i, counts[i]);
+    }
+    side.File()->Seek(nPos, CFile::begin);
+    side.File()->Write(abHeader, sizeof(abHeader));
+    // 12 header bytes, 4 per wildcard row, 8 per value, 2 x 13 per range.
+    const bool bFits = 12 + 4ULL * counts[0] + 8ULL * counts[1] + 26ULL * counts[2] <= 66;
+    if (bFits) {
+      EXPECT_NO_THROW(CIndex(side.File(), nPos, COL_TYPE_LONG, 0, nullptr));
+    } else {
+      EXPECT_THROW(CIndex(side.File(), nPos, COL_TYPE_LONG, 0, nullptr), CArchiveException)
+          << counts[0] << " " << counts[1] << " " << counts[2];
+    }
+  }
+}

@@ -6,6 +6,11 @@ UINT CEntryCache::Read(CFile* pFile, ULONGLONG nPos, BYTE* pDest, UINT nCount) {
   if (nCount == 0) {
     return 0;
   }
+  // A file with a view serves every read itself, without a system call.
+  ULONGLONG nLength = 0;
+  if (pFile->GetView(&nLength) != nullptr) {
+    return pFile->ReadAt(nPos, pDest, nCount);
+  }
   ULONGLONG nEnd = nPos + nCount;
   if (pFile == m_pFile && nPos >= m_nStart && nEnd <= m_nStart + m_nValid) {
     std::memcpy(pDest, m_abWindow + (nPos - m_nStart), nCount);

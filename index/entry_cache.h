@@ -1,12 +1,15 @@
 // CEntryCache: a read-ahead window on a file of index entries.
 //
-// A read that falls inside the window is served from memory; any other read
-// refills the window with one seek and one read of up to CACHE_WINDOW_SIZE
-// bytes around it. Every result is what a seek and a read of the file at
-// that moment would give, fewer bytes only at the end of the file, as long
-// as the bytes already read have not been rewritten since: whoever rewrites
-// them calls Invalidate. Appending to the file needs no invalidation, since
-// the window holds only bytes that were read.
+// A file that offers a view of itself (CFile::GetView: the sidecar while it
+// is open for reading under its share lock) serves every read from that
+// view, with no system call and nothing kept here. Otherwise a read that
+// falls inside the window is served from memory; any other read refills the
+// window with one seek and one read of up to CACHE_WINDOW_SIZE bytes around
+// it. Every result is what a seek and a read of the file at that moment
+// would give, fewer bytes only at the end of the file, as long as the bytes
+// already read have not been rewritten since: whoever rewrites them calls
+// Invalidate. Appending to the file needs no invalidation, since the window
+// holds only bytes that were read.
 #ifndef LORN_INDEX_ENTRY_CACHE_H_
 #define LORN_INDEX_ENTRY_CACHE_H_
 

@@ -2,12 +2,19 @@
 // amount of memory whatever the number of entries.
 //
 // Entries that already stand in order are copied as they are. Entries that
-// fit SORT_RUN_BYTES are sorted in memory. More are cut into runs of that
-// size, each sorted in memory and written back in place, then merged
-// SORT_MAX_WAYS runs at a time; passes alternate between the source file and
-// one private temporary file (prefix "sdx"), and the last pass writes to the
-// destination. The sort is stable: entries that compare equal keep the order
-// in which they stand in the source.
+// fit one run are sorted in memory. More are cut into runs, each sorted in
+// memory and written back in place, then merged SORT_MAX_WAYS runs at a
+// time; passes alternate between the source file and one private temporary
+// file (prefix "sdx"), and the last pass writes to the destination. The sort
+// is stable: entries that compare equal keep the order in which they stand
+// in the source.
+//
+// The order is always the comparison function's. For the entry comparisons
+// of Long, Real and plain text keys a run is ordered without calling it for
+// every pair: Long and Real keys by their bits (a Real run whose values
+// include two closer than REAL_TOLERANCE, a negative zero or no number at
+// all is ordered by the function instead), text keys by their first 16
+// bytes, the function deciding only between equal beginnings.
 #ifndef LORN_INDEX_ENTRY_SORT_H_
 #define LORN_INDEX_ENTRY_SORT_H_
 
@@ -17,19 +24,21 @@
 #include "platform/lorn_export.h"
 #include "platform/types.h"
 
-constexpr DWORD SORT_RUN_BYTES = 4u << 20;
+// Entries of one run, in bytes; the work area of a run is at most as large.
+constexpr DWORD SORT_RUN_BYTES = 8u << 20;
 constexpr DWORD SORT_MAX_WAYS = 64;
 // Output of the sort goes through a buffer of this size.
 constexpr DWORD SORT_OUT_BUFFER_SIZE = 65536;
 
 // Reads nCount entries of nEntrySize bytes from the start of pSrc and writes
 // them, ordered by pfnCompareEntries (its low 16 bits read as signed), at
-// the current position of pDest. nRunBytes is the size of the run buffer,
-// at least three entries are used. pSrc's content is undefined afterwards;
-// pDest must be another file.
+// the current position of pDest. nRunBytes bounds the entries of one run;
+// a run holds at least three entries. pSrc's content is undefined
+// afterwards; pDest must be another file.
 //
-// Memory: the run buffer, 4 to 8 bytes per entry of one run for the order,
-// and the output buffer. Progress: with pMonitor, the position moves from
+// Memory: the run buffer, a work area of at most the same size (for runs of
+// entries of 24 bytes or more; 24 bytes per entry of a run below that), and
+// the output buffer. Progress: with pMonitor, the position moves from
 // where it stands by up to nShare points, never backward, and stands at the
 // start plus nShare when the sort succeeds.
 //

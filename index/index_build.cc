@@ -27,6 +27,20 @@ BOOL IsBuildOpen(const CIndex& index) {
   return index.m_bBuilding && index.m_arTempFiles.GetSize() >= ZONE_COUNT;
 }
 
+// Whether the multi-byte code page in force has no lead bytes. The page is
+// looked up again only when it changes.
+bool SingleBytePage() {
+  static int s_nPage = 0;
+  static bool s_bSingle = false;
+  const int nPage = _getmbcp();
+  if (nPage != s_nPage) {
+    const CCodePageTable* pTable = FindCodePageTable(nPage);
+    s_bSingle = pTable != nullptr && pTable->m_pbyLead == nullptr;
+    s_nPage = nPage;
+  }
+  return s_bSingle;
+}
+
 void ForgetWindow(CIndex& index) {
   if (index.m_pCache != nullptr) {
     index.m_pCache->Invalidate();
@@ -164,13 +178,19 @@ void WriteKey(const CIndex& index, BYTE* pKey, const char* pszValue) {
       PutDouble(pKey, TextToReal(pszText));
       break;
     case COL_TYPE_STR: {
-      // K is at most 255: the key and its terminator fit.
-      char szKey[256];
-      size_t nKeySize = index.m_nKeySize;
-      _mbsnbcpy(szKey, pszText, nKeySize - 1);
-      szKey[nKeySize - 1] = '\0';
-      FoldCase(szKey, index.m_strLocale, 0);
-      std::memcpy(pKey, szKey, nKeySize);
+      // At most K - 1 bytes of the value, never half a character, NUL up to
+      // K bytes. In a single-byte page that is a plain cut.
+      char* pszKey = reinterpret_cast<char*>(pKey);
+      const size_t nKeySize = index.m_nKeySize;
+      if (SingleBytePage()) {
+        const size_t nLength = strnlen(pszText, nKeySize - 1);
+        std::memcpy(pszKey, pszText, nLength);
+        std::memset(pszKey + nLength, 0, nKeySize - nLength);
+      } else {
+        _mbsnbcpy(pszKey, pszText, nKeySize - 1);
+        pszKey[nKeySize - 1] = '\0';
+      }
+      FoldCase(pszKey, index.m_strLocale, 0);
       break;
     }
     default:

@@ -2,20 +2,30 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <typeinfo>
 
 IMPLEMENT_DYNAMIC(CFile, CObject)
 
 namespace {
 
 constexpr mode_t kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
+
+// Positions up to here are taken without asking the system: every file
+// system accepts them. Beyond, lseek gives its verdict.
+constexpr ULONGLONG kPlainPositionLimit = 0xFFFFFFFFULL;
+
+// The view of an empty file: no byte, but not null.
+const BYTE g_byEmptyView = 0;
 
 // The path made absolute and free of "." and ".." steps, without resolving
 // symbolic links; the path as given when that fails.
@@ -59,18 +69,21 @@ void CloseQuietly(int fd) {
   (void)::close(fd);
 }
 
-// Takes the share lock without waiting. Gives 0 or the errno of the refusal.
-int LockShared(int fd, bool bExclusive) {
+// Takes the share lock without waiting. Gives 0 or the errno of the refusal;
+// bLocked tells whether a lock is held (a file system that cannot lock
+// serves its files unlocked).
+int LockShared(int fd, bool bExclusive, bool& bLocked) {
+  bLocked = false;
   int nOperation = (bExclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
   for (;;) {
     if (::flock(fd, nOperation) == 0) {
+      bLocked = true;
       return 0;
     }
     int nErrno = errno;
     if (nErrno == EINTR) {
       continue;
     }
-    // A file system that cannot lock serves its files unlocked.
     if (nErrno == EOPNOTSUPP || nErrno == ENOSYS) {
       return 0;
     }
@@ -169,7 +182,8 @@ BOOL CFile::Open(const char* pszFileName, UINT nOpenFlags, CFileException* pErro
     return Fail(EACCES, CFileException::accessDenied);
   }
 
-  int nLockErrno = LockShared(fd, bExclusive);
+  bool bLocked = false;
+  int nLockErrno = LockShared(fd, bExclusive, bLocked);
   if (nLockErrno != 0) {
     CloseQuietly(fd);
     if (nLockErrno == EWOULDBLOCK) {
@@ -186,6 +200,14 @@ BOOL CFile::Open(const char* pszFileName, UINT nOpenFlags, CFileException* pErro
 
   m_hFile = fd;
   m_strFileName = FullPath(pszFileName).c_str();
+  m_bOwnPosition = !bWrite && S_ISREG(st.st_mode);
+  m_nPosition = 0;
+  // Writers are kept out by the lock of every share mode but shareDenyNone
+  // and shareCompat.
+  const bool bDeniesWriters =
+      nShare == shareDenyWrite || nShare == shareDenyRead || nShare == shareExclusive;
+  m_nViewState = m_bOwnPosition && bLocked && bDeniesWriters ? VIEW_UNTRIED : VIEW_NONE;
+  m_nViewAsks = 0;
   return TRUE;
 }
 
@@ -193,6 +215,8 @@ void CFile::Close() {
   if (!IsOpen()) {
     return;
   }
+  DropView();
+  m_bOwnPosition = false;
   int fd = m_hFile;
   m_hFile = hFileNull;
   CString strName = m_strFileName;
@@ -206,6 +230,8 @@ void CFile::Abort() {
   if (!IsOpen()) {
     return;
   }
+  DropView();
+  m_bOwnPosition = false;
   CloseQuietly(m_hFile);
   m_hFile = hFileNull;
   m_strFileName.Empty();
@@ -221,6 +247,24 @@ UINT CFile::Read(void* lpBuf, UINT nCount) {
   }
   BYTE* pBuf = static_cast<BYTE*>(lpBuf);
   UINT nDone = 0;
+  if (m_bOwnPosition) {
+    while (nDone < nCount) {
+      ssize_t nGot =
+          ::pread(m_hFile, pBuf + nDone, nCount - nDone, static_cast<off_t>(m_nPosition));
+      if (nGot < 0) {
+        if (errno == EINTR) {
+          continue;
+        }
+        ThrowErrno(errno);
+      }
+      if (nGot == 0) {
+        break;
+      }
+      nDone += static_cast<UINT>(nGot);
+      m_nPosition += static_cast<ULONGLONG>(nGot);
+    }
+    return nDone;
+  }
   while (nDone < nCount) {
     ssize_t nGot = ::read(m_hFile, pBuf + nDone, nCount - nDone);
     if (nGot < 0) {
@@ -241,6 +285,7 @@ void CFile::Write(const void* lpBuf, UINT nCount) {
   if (!IsOpen()) {
     ThrowErrno(EBADF);
   }
+  DropView();
   const BYTE* pBuf = static_cast<const BYTE*>(lpBuf);
   UINT nDone = 0;
   while (nDone < nCount) {
@@ -276,6 +321,26 @@ ULONGLONG CFile::Seek(LONGLONG lOff, UINT nFrom) {
     default:
       throw CFileException(CFileException::badSeek, EINVAL, m_strFileName.GetString());
   }
+  if (m_bOwnPosition) {
+    // The arithmetic of lseek, whose checks it repeats for every position
+    // that a file system may refuse.
+    const ULONGLONG nBase = nFrom == begin     ? 0
+                            : nFrom == current ? m_nPosition
+                                               : CFile::GetLength();
+    const bool bBelowStart = lOff < 0 && static_cast<ULONGLONG>(-(lOff + 1)) + 1 > nBase;
+    const bool bTooFar = lOff > 0 && static_cast<ULONGLONG>(lOff) > INT64_MAX - nBase;
+    if (bBelowStart || bTooFar) {
+      throw CFileException(CFileException::badSeek, EINVAL, m_strFileName.GetString());
+    }
+    const ULONGLONG nTarget =
+        lOff < 0 ? nBase - (static_cast<ULONGLONG>(-(lOff + 1)) + 1) : nBase + lOff;
+    if (nTarget > kPlainPositionLimit &&
+        ::lseek(m_hFile, static_cast<off_t>(nTarget), SEEK_SET) < 0) {
+      throw CFileException(CFileException::badSeek, errno, m_strFileName.GetString());
+    }
+    m_nPosition = nTarget;
+    return nTarget;
+  }
   off_t nPos = ::lseek(m_hFile, static_cast<off_t>(lOff), nWhence);
   if (nPos < 0) {
     throw CFileException(CFileException::badSeek, errno, m_strFileName.GetString());
@@ -286,6 +351,9 @@ ULONGLONG CFile::Seek(LONGLONG lOff, UINT nFrom) {
 ULONGLONG CFile::GetPosition() const {
   if (!IsOpen()) {
     ThrowErrno(EBADF);
+  }
+  if (m_bOwnPosition) {
+    return m_nPosition;
   }
   off_t nPos = ::lseek(m_hFile, 0, SEEK_CUR);
   if (nPos < 0) {
@@ -312,6 +380,7 @@ void CFile::SetLength(ULONGLONG nNewLen) {
   if (nNewLen > static_cast<ULONGLONG>(INT64_MAX)) {
     ThrowErrno(EFBIG);
   }
+  DropView();
   while (::ftruncate(m_hFile, static_cast<off_t>(nNewLen)) != 0) {
     if (errno != EINTR) {
       ThrowErrno(errno);
@@ -328,6 +397,62 @@ void CFile::Flush() {
   if (::fsync(m_hFile) != 0 && errno != EINVAL && errno != EROFS) {
     ThrowErrno(errno);
   }
+}
+
+UINT CFile::ReadAt(ULONGLONG nPos, void* lpBuf, UINT nCount) {
+  ULONGLONG nLength = 0;
+  const BYTE* pView = GetView(&nLength);
+  if (pView == nullptr) {
+    Seek(static_cast<LONGLONG>(nPos), begin);
+    return Read(lpBuf, nCount);
+  }
+  if (nPos >= nLength) {
+    return 0;
+  }
+  const UINT nGot = nLength - nPos < nCount ? static_cast<UINT>(nLength - nPos) : nCount;
+  std::memcpy(lpBuf, pView + nPos, nGot);
+  return nGot;
+}
+
+const BYTE* CFile::MapView(ULONGLONG* pnLength) {
+  *pnLength = 0;
+  if (m_nViewState != VIEW_UNTRIED || !IsOpen() || ++m_nViewAsks < VIEW_AFTER_ASKS) {
+    return nullptr;
+  }
+  // One attempt per opening: a refusal is not asked again at every read.
+  m_nViewState = VIEW_NONE;
+  if (typeid(*this) != typeid(CFile)) {
+    return nullptr;
+  }
+  struct stat st;
+  if (::fstat(m_hFile, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0 ||
+      static_cast<ULONGLONG>(st.st_size) > SIZE_MAX) {
+    return nullptr;
+  }
+  const ULONGLONG nLength = static_cast<ULONGLONG>(st.st_size);
+  if (nLength == 0) {
+    m_pView = &g_byEmptyView;
+  } else {
+    void* pMap = ::mmap(nullptr, static_cast<size_t>(nLength), PROT_READ, MAP_SHARED, m_hFile, 0);
+    if (pMap == MAP_FAILED) {
+      return nullptr;
+    }
+    m_pView = static_cast<const BYTE*>(pMap);
+  }
+  m_nViewLength = nLength;
+  m_nViewState = VIEW_MAPPED;
+  *pnLength = nLength;
+  return m_pView;
+}
+
+void CFile::DropView() {
+  if (m_nViewState == VIEW_MAPPED && m_nViewLength > 0) {
+    // Unmapping a range that was mapped cannot fail.
+    (void)::munmap(const_cast<BYTE*>(m_pView), static_cast<size_t>(m_nViewLength));
+  }
+  m_nViewState = VIEW_NONE;
+  m_pView = nullptr;
+  m_nViewLength = 0;
 }
 
 BOOL CFile::GetStatus(CFileStatus& rStatus) const {

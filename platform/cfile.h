@@ -129,6 +129,33 @@ class LORN_API CFile : public CObject {
   // Commits written data to the storage device (fsync).
   virtual void Flush();
 
+  // Reads up to nCount bytes at offset nPos, fewer only at the end of the
+  // file: exactly what Seek(nPos, begin) followed by Read would give. With a
+  // view (below) the bytes are copied from it and the position stays where
+  // it was; otherwise Seek and Read run, which leave the position behind the
+  // bytes read. Throws what Seek and Read throw.
+  UINT ReadAt(ULONGLONG nPos, void* lpBuf, UINT nCount);
+
+  // A read-only view of the whole file, for readers that would otherwise
+  // seek and read small pieces of it: the file's bytes at their offsets,
+  // *pnLength of them. Offered only by a CFile itself (a derived class may
+  // give Read another meaning) that is open for reading alone, on a regular
+  // file, under a share lock that keeps every writer out (shareDenyWrite,
+  // shareDenyRead or shareExclusive, and a file system that locks): while
+  // that lock holds, neither the bytes nor the length can change. Null
+  // otherwise, or when the system refuses the mapping; the caller then
+  // reads. A file asked only a few times is read rather than mapped: the
+  // view is made at the VIEW_AFTER_ASKS-th call of an opening. It goes with
+  // Close, Abort, Open, Write and SetLength: a pointer must not be kept
+  // across any of them. Never throws and does not move the position.
+  const BYTE* GetView(ULONGLONG* pnLength) {
+    if (m_nViewState == VIEW_MAPPED) {
+      *pnLength = m_nViewLength;
+      return m_pView;
+    }
+    return MapView(pnLength);
+  }
+
   // Status of the open file; FALSE if the object is closed.
   BOOL GetStatus(CFileStatus& rStatus) const;
   // Status of a file or directory by path (symbolic links followed); FALSE
@@ -158,6 +185,29 @@ class LORN_API CFile : public CObject {
   [[noreturn]] void ThrowErrno(int nErrno) const;
 
   CString m_strFileName;
+
+ private:
+  enum ViewState : BYTE {
+    VIEW_NONE,     // no view can be had for this opening
+    VIEW_UNTRIED,  // a view may be made at the first GetView
+    VIEW_MAPPED,   // m_pView holds m_nViewLength bytes
+  };
+
+  static constexpr BYTE VIEW_AFTER_ASKS = 8;
+
+  const BYTE* MapView(ULONGLONG* pnLength);
+  // Unmaps the view; later calls of GetView give null until the next Open.
+  void DropView();
+
+  // A file open for reading alone keeps its position here and reads with
+  // pread, so that Seek and GetPosition cost no system call. Files open for
+  // writing use the descriptor's own position, as do pipes and devices.
+  bool m_bOwnPosition = false;
+  ULONGLONG m_nPosition = 0;
+  BYTE m_nViewState = VIEW_NONE;
+  BYTE m_nViewAsks = 0;  // calls of GetView in state VIEW_UNTRIED
+  const BYTE* m_pView = nullptr;
+  ULONGLONG m_nViewLength = 0;
 };
 
 #endif  // LORN_PLATFORM_CFILE_H_

@@ -163,6 +163,14 @@ class LORN_API CCatStd : public CObject {
   // number of cells, or -1 at the end of the file or of the limit. A cell
   // that does not fit the line buffer raises CFileException (cellTooLong).
   LORN_INTERNAL short ReadLine(CStringArray& arCells, DWORD nMaxBytes, CFile* pOut);
+  // ReadLine for a pass over the rows (no limit, no copy target) that does
+  // not copy the cells: cell i < nMaxCells of the line is apszCells[i],
+  // NUL-terminated, of anLengths[i] bytes, valid until the next read. It
+  // stands in the line buffer, or in arSpill when a refill of the buffer
+  // within the line would have overwritten it. Result and reader state as
+  // with ReadLine.
+  LORN_INTERNAL short ReadCells(const char** apszCells, UINT* anLengths, short nMaxCells,
+                                CStringArray& arSpill);
 
   LORN_INTERNAL void SaveSide();
   LORN_INTERNAL void LoadSide();

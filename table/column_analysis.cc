@@ -53,36 +53,58 @@ void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
   }
 
   SeekLine(m_nDataPos);
-  CStringArray arRow;
+  // The cells of a row stay in the line buffer; only the cells that may be
+  // lists or ranges are split into copies.
+  const short nKeep = static_cast<short>(std::min<INT_PTR>(nCols, 0x7FFF));
+  std::vector<const char*> arCells(static_cast<size_t>(nCols) + 1);
+  std::vector<UINT> arLengths(static_cast<size_t>(nCols) + 1);
+  CStringArray arSpill;
   CStringArray arValues;
   arValues.SetSize(0, 4);
   CRowTableWriter writer(bWriteOffsets ? &m_fileSide : nullptr);
   DWORD nRows = 0;
   for (;;) {
     const DWORD nRowPos = m_nFilePos;
-    if (ReadLine(arRow, 0, nullptr) < 0) {
+    const short nRead = ReadCells(arCells.data(), arLengths.data(), nKeep, arSpill);
+    if (nRead < 0) {
       break;
     }
     // Cells behind the last column belong to no column and tell nothing.
-    const INT_PTR nCells = std::min(arRow.GetSize(), nCols);
+    const INT_PTR nCells = std::min<INT_PTR>(nRead, nCols);
     for (INT_PTR nCol = 0; nCol < nCells; ++nCol) {
       const BYTE nWork = arWork[nCol];
       if (nWork == 0) {
         continue;
       }
-      BYTE nFlags = 0;
-      SplitCell(arRow[nCol], arValues, &nFlags);
       BYTE& nType = m_arColTypes[nCol];
       BYTE& nSize = m_arColSizes[nCol];
+      // No value is longer than its cell: a text column already as wide as
+      // the cell learns nothing from it, whatever its kind.
+      const UINT nLength = arLengths[nCol];
+      if (nType >= COL_TYPE_STR && nSize > std::min<UINT>(nLength, MAX_VALUE_BYTES)) {
+        continue;
+      }
       // Each value of a range or a list counts alone; the cell text as a
       // whole is never classified or measured.
-      for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
-        const CString& strValue = arValues[i];
+      auto countValue = [&](const char* pszValue, int nLength) {
         if ((nWork & WORK_TYPE) != 0) {
-          nType = ClassifyCell(strValue, nType);
+          nType = ClassifyCell(pszValue, nType);
         }
-        const BYTE nNeed = static_cast<BYTE>(std::min(strValue.GetLength(), MAX_VALUE_BYTES) + 1);
+        const BYTE nNeed = static_cast<BYTE>(std::min(nLength, MAX_VALUE_BYTES) + 1);
         nSize = std::max(nSize, nNeed);
+      };
+      const char* pszCell = arCells[nCol];
+      const char* pszValue = nullptr;
+      const BYTE nKind = PeekCell(pszCell, nLength, &pszValue, m_cRangeOpen, m_cRangeClose,
+                                  m_cValueSep, m_cAnyValue);
+      if (nKind == CELL_SINGLE) {
+        countValue(pszValue, static_cast<int>(nLength - (pszValue - pszCell)));
+      } else if (nKind == CELL_UNSPLIT) {
+        BYTE nFlags = 0;
+        SplitCell(pszCell, arValues, &nFlags);
+        for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+          countValue(arValues[i], arValues[i].GetLength());
+        }
       }
     }
     ++nRows;

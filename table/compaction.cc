@@ -527,10 +527,9 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
       bReplaced = TRUE;
       CFile::Remove(strSpare);
     } else {
-      if (FileExists(strTarget)) {
-        CFile::Remove(strTarget);
-      }
-      CFile::Rename(strWork, strTarget);
+      // The target is replaced in one step: the old file or the new one
+      // stands under its name at every moment.
+      ReplaceFile(strWork, strTarget);
     }
   } catch (...) {
     if (bReplaced) {

@@ -99,12 +99,25 @@ void CCatStd::CryptTable(BOOL bCrypt) {
   }
 
   const CString strNew = MakeSiblingPath(*this, bWanted ? "SDC" : "TXT");
+  // A read-only file of that name stays as it is.
+  CFileStatus status;
+  if (CFile::GetStatus(strNew, status) &&
+      (status.m_attribute & (CFile::readOnly | CFile::directory)) != 0) {
+    return;
+  }
+  // The new file is written under a name of its own and takes its name only
+  // when it is complete, in one step: a process that dies on the way leaves
+  // the file of that name as it was.
+  CString strWork = MakeSiblingPath(*this, "TMP");
+  if (strWork == m_strDir + m_strName) {
+    strWork = MakeSiblingPath(*this, "~TM");
+  }
   CTwinFile fileNew(m_strDir + m_strName, m_cColSep);
   if (!fileNew.IsSourceOpen()) {
     return;
   }
   CFileException error;
-  if (!fileNew.Open(strNew, CREATE_TWIN, &error)) {
+  if (!fileNew.Open(strWork, CREATE_TWIN, &error)) {
     return;
   }
 
@@ -115,17 +128,23 @@ void CCatStd::CryptTable(BOOL bCrypt) {
     dRate = RewriteRate(*this);
   }
 
-  // The header line is converted with the rest.
-  SeekLine(0);
-  CStringArray arCells;
-  DWORD nLines = 0;
-  while (ReadLine(arCells, 0, &fileNew) > 0) {
-    if (pMonitor != nullptr) {
-      pMonitor->SetPos(RewritePos(nLines, dRate));
+  try {
+    // The header line is converted with the rest.
+    SeekLine(0);
+    CStringArray arCells;
+    DWORD nLines = 0;
+    while (ReadLine(arCells, 0, &fileNew) > 0) {
+      if (pMonitor != nullptr) {
+        pMonitor->SetPos(RewritePos(nLines, dRate));
+      }
+      ++nLines;
     }
-    ++nLines;
+    fileNew.Finish();
+  } catch (...) {
+    fileNew.Abort();
+    RemoveQuietly(strWork);
+    throw;
   }
-  fileNew.Finish();
   if (pMonitor != nullptr) {
     pMonitor->End();
   }
@@ -133,14 +152,14 @@ void CCatStd::CryptTable(BOOL bCrypt) {
   // A file that would not read back as the table's lines is not left.
   if (!fileNew.IsFaithful()) {
     fileNew.Close();
-    CFile::Remove(strNew);
+    CFile::Remove(strWork);
     return;
   }
 
-  CFileStatus status;
   fileNew.GetStatus(status);
   fileNew.Close();
   const DWORD nTime = m_tStamp + static_cast<DWORD>(GetTimeZoneBias());
   status.m_mtime = CTime(static_cast<int64_t>(nTime));
-  CFile::SetStatus(strNew, status);
+  CFile::SetStatus(strWork, status);
+  ReplaceFile(strWork, strNew);
 }

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <vector>
 
+#include "cells/cell_grammar.h"
 #include "frame/lorn_defs.h"
 #include "frame/monitor.h"
 #include "frame/settings.h"
 #include "index/column_index.h"
 #include "table/cat_std.h"
 #include "table/row_table.h"
+#include "table/sidecar_format.h"
 
 namespace {
 
@@ -107,8 +109,12 @@ BOOL AddCell(CIndex* pIndex, DWORD nRow, BYTE nKind, const CStringArray& arValue
 BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgressMonitor* pMonitor,
               WORD nBase, WORD nShare, double dRate, DWORD& nRow) {
   const INT_PTR nCols = table.m_arColNames.GetSize();
-  CStringArray arRow;
-  arRow.SetSize(nCols);
+  // The cells stay in the line buffer; only those that may be lists or
+  // ranges are split into copies.
+  const short nKeep = static_cast<short>(std::min<INT_PTR>(nCols, 0x7FFF));
+  std::vector<const char*> arCells(static_cast<size_t>(nCols) + 1);
+  std::vector<UINT> arLengths(static_cast<size_t>(nCols) + 1);
+  CStringArray arSpill;
   CStringArray arValues;
   arValues.SetSize(0, 4);
   table.SeekLine(table.m_nDataPos);
@@ -121,16 +127,30 @@ BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgre
   nRow = 0;
   for (;;) {
     const DWORD nRowPos = table.m_nFilePos;
-    if (table.ReadLine(arRow, 0, nullptr) < 0) {
+    const short nRead = table.ReadCells(arCells.data(), arLengths.data(), nKeep, arSpill);
+    if (nRead < 0) {
       break;
     }
     // A short line has empty cells at its end; cells behind the last column
     // belong to none.
-    arRow.SetSize(nCols);
     for (const CBuildEntry& entry : builds.m_arEntries) {
-      BYTE nFlags = 0;
-      const BYTE nKind = table.SplitCell(arRow[entry.nCol], arValues, &nFlags);
-      if (!AddCell(entry.pIndex, nRow, nKind, arValues, nFlags)) {
+      const bool bInLine = entry.nCol < nRead;
+      const char* pszCell = bInLine ? arCells[entry.nCol] : "";
+      const char* pszValue = nullptr;
+      BYTE nKind = PeekCell(pszCell, bInLine ? arLengths[entry.nCol] : 0, &pszValue,
+                            table.m_cRangeOpen, table.m_cRangeClose, table.m_cValueSep,
+                            table.m_cAnyValue);
+      BOOL bAdded = TRUE;
+      if (nKind == CELL_SINGLE) {
+        bAdded = entry.pIndex->AddValue(nRow, pszValue);
+      } else if (nKind == CELL_ANY) {
+        bAdded = entry.pIndex->AddAny(nRow);
+      } else if (nKind == CELL_UNSPLIT) {
+        BYTE nFlags = 0;
+        nKind = table.SplitCell(pszCell, arValues, &nFlags);
+        bAdded = AddCell(entry.pIndex, nRow, nKind, arValues, nFlags);
+      }
+      if (!bAdded) {
         bOK = FALSE;
         break;
       }
@@ -198,7 +218,9 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   }
   const BOOL bKnown = AllColumnsKnown(table);
   if (!bKnown || bNew) {
-    table.SaveSide();
+    // Until the run is over the header carries a version that no reader
+    // accepts (see CommitSide below).
+    WriteSideHeader(table, SIDE_VERSION_UNFINISHED);
     if (!table.m_fileSide.IsOpen()) {
       return RUN_SIDE_DROPPED;
     }
@@ -264,10 +286,15 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   if (bPass) {
     table.m_nRows = nRow;
   }
-  table.SaveSide();
+  // The header with the final counts, still unfinished; then, once all of
+  // it is on the disk, the version that makes the sidecar valid, as the
+  // run's last write. A run cut short anywhere before leaves a sidecar that
+  // the next Open drops.
+  WriteSideHeader(table, SIDE_VERSION_UNFINISHED);
   if (!table.m_fileSide.IsOpen()) {
     return RUN_SIDE_DROPPED;
   }
+  CommitSide(table.m_fileSide);
   table.m_fileSide.Close();
   bOK = table.m_fileSide.Open(strSide, SIDE_READ);
   table.m_bIndexed = bOK && bAllSorted;

@@ -34,9 +34,19 @@ LONG CCatStd::GetRowPos(DWORD nRow, DWORD* pLen) {
   if (!ReadRowEntries(&m_fileSide, m_nRowTablePos, nRow, bPair ? 2 : 1, arEntries)) {
     return -1;
   }
+  // A row starts inside the table file and ends behind its start, at most
+  // at the file's end. Entries that do not (a row table written by anyone
+  // else) give no row, rather than a length that wraps.
+  const DWORD nFileLength = static_cast<DWORD>(m_fileData.GetLength());
+  if (arEntries[0] >= nFileLength) {
+    return -1;
+  }
   const LONG nOffset = static_cast<LONG>(arEntries[0]);
   if (pLen != nullptr && nOffset >= 0) {
-    const DWORD nEnd = bPair ? arEntries[1] : static_cast<DWORD>(m_fileData.GetLength());
+    const DWORD nEnd = bPair ? arEntries[1] : nFileLength;
+    if (nEnd <= arEntries[0] || nEnd > nFileLength) {
+      return -1;
+    }
     *pLen = nEnd - arEntries[0];
   }
   return nOffset;
@@ -46,20 +56,34 @@ BOOL CCatStd::ReadRow(DWORD nRow, CStringArray& arCells) {
   if (m_pMaster != nullptr) {
     return m_pMaster->ReadRow(nRow, arCells);
   }
-  arCells.RemoveAll();
-  if (!m_bIndexed && !IndexTable()) {
-    return FALSE;
-  }
-  if (nRow >= m_nRows) {
-    return FALSE;
-  }
-  const BOOL bLast = nRow == m_nRows - 1;
+  // The row is found before the array is touched; whatever fails on the way
+  // leaves it empty.
   DWORD arEntries[2] = {0, 0};
-  if (!ReadRowEntries(&m_fileSide, m_nRowTablePos, nRow, bLast ? 1 : 2, arEntries)) {
-    return FALSE;
+  BOOL bLast = FALSE;
+  DWORD nEnd = 0;
+  try {
+    if (!m_bIndexed && !IndexTable()) {
+      arCells.RemoveAll();
+      return FALSE;
+    }
+    bLast = nRow == m_nRows - 1;
+    if (nRow >= m_nRows ||
+        !ReadRowEntries(&m_fileSide, m_nRowTablePos, nRow, bLast ? 1 : 2, arEntries)) {
+      arCells.RemoveAll();
+      return FALSE;
+    }
+    nEnd = bLast ? static_cast<DWORD>(m_fileData.GetLength()) : arEntries[1];
+  } catch (...) {
+    arCells.RemoveAll();
+    throw;
   }
   const DWORD nStart = arEntries[0];
-  const DWORD nEnd = bLast ? static_cast<DWORD>(m_fileData.GetLength()) : arEntries[1];
+  // The array is emptied of text but keeps its strings, which ReadLine
+  // reuses for this row's cells: a row read costs no allocation once the
+  // array has held a row. Cells that ReadLine does not deliver stay empty.
+  for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
+    (void)i;
+  }
   // The line is read with exactly its own bytes, so that nothing of the next
   // row is fetched, and an SDC line gets the key of its true offset. A row
   // table that does not rise gives an empty row rather than a read without

@@ -70,6 +70,36 @@ TEST(RowAccess, RowPositionsAndLengths) {
   EXPECT_EQ(arCells.GetSize(), 0);
 }
 
+TEST(RowAccess, RowEntriesThatGoBackOrPastTheFileGiveNoRow) {
+  TempDir dir;
+  const std::string strText = "A\tB\r\n1\tx\r\n22\tyy\n333\tzzz\r\n\r\n";
+  WriteFile(dir.File("T.TXT"), strText);
+  DWORD nTablePos = 0;
+  {
+    CCatStd table(dir.File("T.TXT").c_str());
+    ASSERT_TRUE(table.IndexTable() && table.IsIndexed());
+    nTablePos = table.m_nRowTablePos;
+  }
+  // Row 1 starts before row 0, row 2 behind the end of the file.
+  std::string strSide = lorn_test::ReadFile(dir.File("T.SDX"));
+  ASSERT_EQ(strSide.size(), nTablePos + 12u);
+  strSide[nTablePos + 4] = 4;
+  strSide[nTablePos + 8] = static_cast<char>(strText.size() + 10);
+  WriteFile(dir.File("T.SDX"), strSide);
+  CCatStd table(dir.File("T.TXT").c_str());
+  ASSERT_TRUE(table.IsIndexed());
+  DWORD nLen = 99;
+  EXPECT_EQ(table.GetRowPos(0, &nLen), -1);
+  EXPECT_EQ(nLen, 0u);
+  EXPECT_EQ(table.GetRowPos(1, &nLen), -1);
+  EXPECT_EQ(table.GetRowPos(2, nullptr), -1);
+  EXPECT_EQ(table.GetRowPos(1, nullptr), 4);
+  CStringArray arCells;
+  EXPECT_FALSE(table.ReadRow(0, arCells));
+  EXPECT_FALSE(table.ReadRow(2, arCells));
+  EXPECT_EQ(arCells.GetSize(), 2);
+}
+
 TEST(RowAccess, ReadRowGivesOneCellPerColumn) {
   TempDir dir;
   WriteFile(dir.File("T.TXT"), "A\tB\tC\r\n1\r\n1\t2\t3\t4\t5\r\nx\ty\tz\r\n7\t8\t9");

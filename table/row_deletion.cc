@@ -1,8 +1,10 @@
-// DeleteRows takes rows out of the table file in place: the bytes behind
-// each deleted stretch of rows move down over it, and the file is cut at its
-// new end. The row offsets come from the sidecar's row table, all of them
-// read before the first byte moves; the sidecar then no longer fits the file
-// and is given up.
+// DeleteRows takes rows out of the table file: the bytes before the first
+// deleted row and the bytes behind each deleted stretch of rows are copied,
+// in order, to a new file beside the table, which then takes the table's
+// name in one step (SwapInFile). So a process that dies on the way leaves
+// the old table or the new one, never a file in mid-move. The row offsets
+// come from the sidecar's row table, all of them read before the first byte
+// is copied; the sidecar then no longer fits the file and is given up.
 #include <cstdlib>
 #include <vector>
 
@@ -16,6 +18,7 @@ namespace {
 
 constexpr UINT OPEN_UPDATE = CFile::modeReadWrite | CFile::shareExclusive;
 constexpr UINT OPEN_READ = CFile::modeRead | CFile::shareDenyWrite;
+constexpr UINT CREATE_WORK = CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive;
 
 // One move: the kept bytes between two deleted stretches.
 struct CKeptBlock {
@@ -92,8 +95,14 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
     arBlocks.push_back({static_cast<DWORD>(nSrc), static_cast<DWORD>(nEnd - nSrc), bToEnd});
   }
 
-  // The file, held exclusively for the move.
+  // The file, held exclusively while its rows are copied; the new file is
+  // written beside it.
   const CString strPath = m_strDir + m_strName;
+  const CString strWork = MakeSiblingPath(*this, "TMP");
+  const CString strSpare = MakeSiblingPath(*this, "~TM");
+  if (strWork == strPath || strSpare == strPath) {
+    return FALSE;  // a table named like its own temporary file
+  }
   m_fileData.Abort();
   CFileException error;
   if (!m_fileData.Open(strPath, OPEN_UPDATE, &error)) {
@@ -104,17 +113,32 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
   }
 
   try {
-    const DWORD nFileLength = static_cast<DWORD>(m_fileData.GetLength());
-    DWORD nWrite = static_cast<DWORD>(nFirst);
-    for (const CKeptBlock& block : arBlocks) {
-      const DWORD nLength = block.bToEnd ? nFileLength - block.nSrc : block.nLength;
-      MoveFileBlock(&m_fileData, s_pBuffer, static_cast<WORD>(LINE_BUFFER_SIZE), nWrite, block.nSrc,
-                    nLength);
-      nWrite += nLength;
+    CFile fileOut;
+    if (!fileOut.Open(strWork, CREATE_WORK, &error)) {
+      throw CFileException(error.m_cause, error.m_lOsError, strWork);
     }
-    m_fileData.SetLength(nWrite);
+    try {
+      const WORD nBufSize = static_cast<WORD>(LINE_BUFFER_SIZE);
+      const DWORD nFileLength = static_cast<DWORD>(m_fileData.GetLength());
+      CopyFileRange(&fileOut, &m_fileData, s_pBuffer, nBufSize, 0, nFirst);
+      for (const CKeptBlock& block : arBlocks) {
+        const DWORD nLength = block.bToEnd ? nFileLength - block.nSrc : block.nLength;
+        CopyFileRange(&fileOut, &m_fileData, s_pBuffer, nBufSize, static_cast<LONG>(block.nSrc),
+                      static_cast<LONG>(block.nSrc + nLength));
+      }
+      // The new file is on the disk before it takes the table's name.
+      fileOut.Flush();
+      fileOut.Close();
+    } catch (...) {
+      fileOut.Abort();
+      RemoveQuietly(strWork);
+      throw;
+    }
+    m_fileData.Close();
+    SwapInFile(strPath, strWork, strSpare);
+    CFile::Remove(strSpare);
   } catch (...) {
-    // The file is in mid-move: nothing that describes it may stay.
+    // Old file or new, nothing that describes the table may stay.
     Close();
     try {
       DropSide();

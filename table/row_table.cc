@@ -24,12 +24,13 @@ void CRowTableWriter::Flush() {
 
 BOOL ReadRowEntries(CFile* pFile, DWORD nTablePos, DWORD nRow, UINT nCount, DWORD* pEntries) {
   const ULONGLONG nPos = static_cast<ULONGLONG>(nTablePos) + ULONGLONG{ROW_ENTRY_SIZE} * nRow;
-  if (pFile->Seek(static_cast<LONGLONG>(nPos), CFile::begin) != nPos) {
+  BYTE bytes[2 * ROW_ENTRY_SIZE];
+  if (nCount == 0 || nCount > 2) {
     return FALSE;
   }
-  BYTE bytes[2 * ROW_ENTRY_SIZE];
+  // Served from the sidecar's view when it has one: no system call.
   const UINT nWant = nCount * ROW_ENTRY_SIZE;
-  if (nCount == 0 || nCount > 2 || pFile->Read(bytes, nWant) != nWant) {
+  if (pFile->ReadAt(nPos, bytes, nWant) != nWant) {
     return FALSE;
   }
   for (UINT i = 0; i < nCount; ++i) {

@@ -63,8 +63,10 @@ class LORN_INTERNAL CRowTableWriter {
 };
 
 // Reads nCount (1 or 2) entries from row nRow on, from the row table at
-// nTablePos in pFile, into pEntries. FALSE when the seek does not arrive or
-// fewer bytes come than asked. Raises what CFile raises (a closed file).
+// nTablePos in pFile, into pEntries, through CFile::ReadAt: from the file's
+// view when it offers one, else by a seek and a read. FALSE when fewer
+// bytes come than asked (an entry past the end of the file). Raises what
+// CFile raises (a closed file).
 LORN_INTERNAL BOOL ReadRowEntries(CFile* pFile, DWORD nTablePos, DWORD nRow, UINT nCount,
                                   DWORD* pEntries);
 

@@ -1,35 +1,115 @@
 #include "frame/lorn_defs.h"
+#include "index/entry_codec.h"
 #include "platform/carchive.h"
 #include "table/cat_std.h"
+#include "table/row_table.h"
 #include "table/sidecar_format.h"
 
-void CCatStd::SaveSide() {
-  if (!m_fileSide.IsOpen()) {
+namespace {
+
+// Key size of the index of a column of this type and size; 0 when such a
+// column can have none.
+ULONGLONG IndexKeySize(BYTE nType, BYTE nSize) {
+  switch (nType) {
+    case COL_TYPE_LONG:
+      return 4;
+    case COL_TYPE_REAL:
+      return 8;
+    case COL_TYPE_STR:
+      return nSize;
+    default:
+      return 0;
+  }
+}
+
+// Whether everything that a loaded header refers to stands in the file:
+// the row table right behind the header, starting with the first data row,
+// and each index whole, behind the row table. A sidecar cut short (a run
+// that died, a copy that broke off) or written by anyone else fails here
+// rather than in the searches and row reads that would trust it.
+BOOL SideFitsFile(CCatStd& table) {
+  CFile& file = table.m_fileSide;
+  const ULONGLONG nLength = file.GetLength();
+  const ULONGLONG nRowsEnd =
+      static_cast<ULONGLONG>(table.m_nRowTablePos) + ULONGLONG{ROW_ENTRY_SIZE} * table.m_nRows;
+  if (nRowsEnd > nLength) {
+    return FALSE;
+  }
+  if (table.m_nRows > 0) {
+    DWORD nFirst = 0;
+    if (!ReadRowEntries(&file, table.m_nRowTablePos, 0, 1, &nFirst) || nFirst != table.m_nDataPos) {
+      return FALSE;
+    }
+  }
+  for (INT_PTR nCol = 0; nCol < table.m_arColIndexPos.GetSize(); ++nCol) {
+    const ULONGLONG nPos = table.m_arColIndexPos[nCol];
+    if (nPos == 0) {
+      continue;
+    }
+    const ULONGLONG nKey = IndexKeySize(table.m_arColTypes[nCol], table.m_arColSizes[nCol]);
+    if (nKey == 0 || nPos < nRowsEnd || nPos + INDEX_HEADER_SIZE > nLength) {
+      return FALSE;
+    }
+    BYTE abHeader[INDEX_HEADER_SIZE];
+    file.Seek(static_cast<LONGLONG>(nPos), CFile::begin);
+    if (file.Read(abHeader, INDEX_HEADER_SIZE) != INDEX_HEADER_SIZE) {
+      return FALSE;
+    }
+    const ULONGLONG nEnd = nPos + INDEX_HEADER_SIZE + 4ULL * GetDword(abHeader) +
+                           (nKey + 4) * GetDword(abHeader + 4) +
+                           2 * (2 * nKey + 5) * GetDword(abHeader + 8);
+    if (nEnd > nLength) {
+      return FALSE;
+    }
+  }
+  return TRUE;
+}
+
+}  // namespace
+
+void WriteSideHeader(CCatStd& table, BYTE nVersion) {
+  CFile& file = table.m_fileSide;
+  if (!file.IsOpen()) {
     return;
   }
   CString strLocale;
-  GetLocale(strLocale);
+  table.GetLocale(strLocale);
   // The row table stands right behind the header and does not move with
   // it: a header of another length (an older version, another locale) can
-  // only come with a sidecar built anew. Dropping it closes m_fileSide,
-  // which tells the caller.
-  const DWORD nSize = SideHeaderSize(
-      static_cast<DWORD>(m_arColTypes.GetSize()), static_cast<DWORD>(m_arColSizes.GetSize()),
-      static_cast<DWORD>(m_arColIndexPos.GetSize()), static_cast<DWORD>(strLocale.GetLength()));
-  if (m_fileSide.GetLength() > 0 && nSize != m_nRowTablePos) {
-    DropSide();
+  // only come with a sidecar built anew. Dropping it closes the file, which
+  // tells the caller.
+  const DWORD nSize = SideHeaderSize(static_cast<DWORD>(table.m_arColTypes.GetSize()),
+                                     static_cast<DWORD>(table.m_arColSizes.GetSize()),
+                                     static_cast<DWORD>(table.m_arColIndexPos.GetSize()),
+                                     static_cast<DWORD>(strLocale.GetLength()));
+  if (file.GetLength() > 0 && nSize != table.m_nRowTablePos) {
+    table.DropSide();
     return;
   }
-  m_fileSide.Seek(0, CFile::begin);
-  CArchive ar(&m_fileSide, CArchive::store, SIDE_ARCHIVE_BUFFER);
-  ar << SIDE_VERSION << m_tStamp;
-  m_arColTypes.Serialize(ar);
-  m_arColSizes.Serialize(ar);
-  m_arColIndexPos.Serialize(ar);
+  file.Seek(0, CFile::begin);
+  CArchive ar(&file, CArchive::store, SIDE_ARCHIVE_BUFFER);
+  ar << nVersion << table.m_tStamp;
+  table.m_arColTypes.Serialize(ar);
+  table.m_arColSizes.Serialize(ar);
+  table.m_arColIndexPos.Serialize(ar);
   ar << strLocale;
-  ar << m_nRows;
+  ar << table.m_nRows;
   ar.Close();
-  m_nRowTablePos = static_cast<DWORD>(m_fileSide.GetPosition());
+  table.m_nRowTablePos = static_cast<DWORD>(file.GetPosition());
+}
+
+void CommitSide(CFile& file) {
+  if (!file.IsOpen()) {
+    return;
+  }
+  file.Flush();
+  file.Seek(0, CFile::begin);
+  const BYTE nVersion = SIDE_VERSION;
+  file.Write(&nVersion, 1);
+}
+
+void CCatStd::SaveSide() {
+  WriteSideHeader(*this, SIDE_VERSION);
 }
 
 void CCatStd::LoadSide() {
@@ -40,7 +120,8 @@ void CCatStd::LoadSide() {
   BYTE nVersion = 0;
   DWORD tStored = 0;
   BOOL bLocaleOk = TRUE;
-  {
+  BOOL bWhole = TRUE;
+  try {
     CArchive ar(&m_fileSide, CArchive::load, SIDE_ARCHIVE_BUFFER);
     ar >> nVersion >> tStored;
     m_arColTypes.Serialize(ar);
@@ -64,13 +145,18 @@ void CCatStd::LoadSide() {
     // Closing a loading archive gives back what it read ahead: the file
     // stands right behind the header.
     ar.Close();
+  } catch (const CArchiveException&) {
+    // A header cut short: what a run that died before its first write was
+    // whole leaves behind. Such a sidecar is built anew like any other that
+    // does not fit.
+    bWhole = FALSE;
   }
   m_nRowTablePos = static_cast<DWORD>(m_fileSide.GetPosition());
 
   // The arrays must describe exactly the columns of the header line; the
   // stamp alone does not vouch for a file that was written by anyone else.
   const INT_PTR nCols = GetColCount();
-  const BOOL bFits = m_arColTypes.GetSize() == nCols && m_arColSizes.GetSize() == nCols &&
+  const BOOL bFits = bWhole && m_arColTypes.GetSize() == nCols && m_arColSizes.GetSize() == nCols &&
                      m_arColIndexPos.GetSize() == nCols;
   if (bFits) {
     m_arColFlags.SetSize(nCols);
@@ -81,7 +167,8 @@ void CCatStd::LoadSide() {
     }
   }
   const BOOL bVersionOk = nVersion == SIDE_VERSION || nVersion == SIDE_VERSION_NO_LOCALE;
-  if (!bFits || !bVersionOk || !SameFileTime(tStored, m_tStamp) || !bLocaleOk) {
+  if (!bFits || !bVersionOk || !SameFileTime(tStored, m_tStamp) || !bLocaleOk ||
+      !SideFitsFile(*this)) {
     DropSide();
   }
 }

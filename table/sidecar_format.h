@@ -31,16 +31,26 @@
 // An invalid sidecar is removed, so that it is built anew at version 5.
 //
 // Validity also requires one entry per column of the table in each of the
-// three arrays, a stamp that passes SameFileTime, and a locale that the
-// runtime accepts.
+// three arrays, a stamp that passes SameFileTime, a locale that the runtime
+// accepts, and a file that holds everything the header refers to: the row
+// table, starting with the first data row, then each index whole behind it.
+// A header cut short is no error: such a sidecar is built anew.
+//
+// While IndexTable writes a sidecar, its header carries the version 0, which
+// no reader accepts; the run's last write puts the 5 in, after everything
+// else has reached the disk. So a run that dies on the way leaves a sidecar
+// that the next Open drops, never one whose row table or indexes are
+// incomplete. The finished file is the same either way.
 #ifndef LORN_TABLE_SIDECAR_FORMAT_H_
 #define LORN_TABLE_SIDECAR_FORMAT_H_
 
+#include "platform/lorn_export.h"
 #include "platform/types.h"
 
 constexpr BYTE SIDE_VERSION = 5;             // written, with the locale field
 constexpr BYTE SIDE_VERSION_NO_LOCALE = 4;   // valid, without the locale field
 constexpr BYTE SIDE_VERSION_EXTRA_WORD = 2;  // a WORD follows the row count
+constexpr BYTE SIDE_VERSION_UNFINISHED = 0;  // a sidecar being built
 // Buffer of the archives that read and write the header.
 constexpr int SIDE_ARCHIVE_BUFFER = 4096;
 
@@ -63,5 +73,16 @@ constexpr DWORD SideHeaderSize(DWORD nTypes, DWORD nSizes, DWORD nOffsets, DWORD
 }
 
 static_assert(SideHeaderSize(3, 3, 3, 3) == 37, "16 + 6 n + L");
+
+class CCatStd;
+class CFile;
+
+// Writes the header of the table's sidecar as SaveSide does, with version
+// nVersion. SaveSide is this with SIDE_VERSION.
+LORN_INTERNAL void WriteSideHeader(CCatStd& table, BYTE nVersion);
+// Makes a sidecar whose header was written with SIDE_VERSION_UNFINISHED
+// valid: commits what was written to the storage device, then writes
+// SIDE_VERSION over the version byte. Raises what CFile raises.
+LORN_INTERNAL void CommitSide(CFile& file);
 
 #endif  // LORN_TABLE_SIDECAR_FORMAT_H_

@@ -1,6 +1,10 @@
 #include "table/written_form.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "platform/exceptions.h"
@@ -150,16 +154,40 @@ BOOL IsScrambledPath(const CString& strPath) {
 // Swapping
 
 void SwapInFile(const CString& strPath, const CString& strNew, const CString& strSpare) {
-  CFile::Rename(strPath, strSpare);
-  try {
-    CFile::Rename(strNew, strPath);
-  } catch (...) {
-    try {
-      CFile::Rename(strSpare, strPath);
-    } catch (const CException&) {
-      // The old file stays under strSpare; the first failure is the one told.
+  if (::link(strPath, strSpare) != 0) {
+    const int nErrno = errno;
+    if (nErrno != EPERM && nErrno != EOPNOTSUPP && nErrno != ENOSYS && nErrno != EMLINK) {
+      CFileException::ThrowOsError(nErrno, strPath);
     }
-    throw;
+    // No hard links here: the old file has to leave its name first.
+    CFile::Rename(strPath, strSpare);
+    try {
+      CFile::Rename(strNew, strPath);
+    } catch (...) {
+      try {
+        CFile::Rename(strSpare, strPath);
+      } catch (const CException&) {
+        // The old file stays under strSpare; the first failure is the one told.
+      }
+      throw;
+    }
+    return;
+  }
+  if (::rename(strNew, strPath) != 0) {
+    const int nErrno = errno;
+    ::unlink(strSpare);
+    CFileException::ThrowOsError(nErrno, strNew);
+  }
+}
+
+void ReplaceFile(const CString& strNew, const CString& strPath) {
+  CFileStatus status;
+  if (CFile::GetStatus(strPath, status) &&
+      (status.m_attribute & (CFile::readOnly | CFile::directory)) != 0) {
+    CFile::Remove(strPath);  // raises as it refuses
+  }
+  if (::rename(strNew, strPath) != 0) {
+    CFileException::ThrowOsError(errno, strNew);
   }
 }
 
