@@ -63,11 +63,20 @@ void Assign(CStringArray& arValues, INT_PTR nIndex, const char* pBegin, const ch
   arValues.ElementAt(nIndex).SetString(pBegin, static_cast<int>(pEnd - pBegin));
 }
 
-// The range form of a cell that opens with a bracket: false, with nothing
-// written, when the range separator is absent (a null or empty separator
-// never occurs). Brackets are found at any offset.
-bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cClose,
-                const char* pszRangeSep, CStringArray& arValues, BYTE& nFlags) {
+// Where the two values of a range stand in its cell, and its flags.
+struct CRangeCut {
+  const char* pLow;
+  const char* pLowEnd;
+  const char* pHigh;
+  const char* pHighEnd;
+  BYTE nFlags;
+};
+
+// The range form of a cell that opens with a bracket: false when the range
+// separator is absent (a null or empty separator never occurs). Brackets are
+// found at any offset.
+bool FindRange(const char* pCell, const CCharStepper& step, char cOpen, char cClose,
+               const char* pszRangeSep, CRangeCut& cut) {
   if (pszRangeSep == nullptr || *pszRangeSep == '\0') {
     return false;
   }
@@ -148,17 +157,28 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
     nHighEnd = p - pCell;
   }
 
-  SetValueCount(arValues, 2);
-  Assign(arValues, 0, pCell + nLowBegin, pCell + nS);
-  Assign(arValues, 1, pCell + nHighBegin, pCell + nHighEnd);
-  nFlags = nRange;
+  cut = {pCell + nLowBegin, pCell + nS, pCell + nHighBegin, pCell + nHighEnd, nRange};
   return true;
 }
 
-// A single value or a list. Separators beyond the 15-bit offset limit do not
-// cut: the last value runs to the end of the cell.
-BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStringArray& arValues,
-               BYTE& nFlags) {
+bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cClose,
+                const char* pszRangeSep, CStringArray& arValues, BYTE& nFlags) {
+  CRangeCut cut;
+  if (!FindRange(pCell, step, cOpen, cClose, pszRangeSep, cut)) {
+    return false;
+  }
+  SetValueCount(arValues, 2);
+  Assign(arValues, 0, cut.pLow, cut.pLowEnd);
+  Assign(arValues, 1, cut.pHigh, cut.pHighEnd);
+  nFlags = cut.nFlags;
+  return true;
+}
+
+// The value separators of a cell, as far as they cut: those beyond the
+// 15-bit offset limit do not, and the last value runs to the end of the
+// cell, which *ppEnd receives.
+INT_PTR CountCuts(const char* pCell, const CCharStepper& step, char cValueSep,
+                  const char** ppEnd) {
   INT_PTR nSeps = 0;
   const char* p = pCell;
   while (*p != '\0' && p - pCell <= kMaxSepOffset) {
@@ -168,7 +188,34 @@ BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStr
     }
     p += nSize;
   }
-  const char* pEnd = p + strlen(p);
+  *ppEnd = p + strlen(p);
+  return nSeps;
+}
+
+// Hands the nSeps + 1 values of a list, in the order of the text, to
+// onValue(pBegin, pEnd).
+template <class F>
+void CutList(const char* pCell, const char* pEnd, const CCharStepper& step, char cValueSep,
+             INT_PTR nSeps, F onValue) {
+  INT_PTR nValue = 0;
+  const char* pBegin = pCell;
+  for (const char* p = pCell; nValue < nSeps;) {
+    const size_t nSize = step.Size(p);
+    if (nSize == 1 && *p == cValueSep) {
+      onValue(pBegin, p);
+      ++nValue;
+      pBegin = p + 1;
+    }
+    p += nSize;
+  }
+  onValue(pBegin, pEnd);
+}
+
+// A single value or a list.
+BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStringArray& arValues,
+               BYTE& nFlags) {
+  const char* pEnd = nullptr;
+  const INT_PTR nSeps = CountCuts(pCell, step, cValueSep, &pEnd);
   if (nSeps == 0) {
     SetValueCount(arValues, 1);
     Assign(arValues, 0, pCell, pEnd);
@@ -178,22 +225,61 @@ BYTE SplitList(const char* pCell, const CCharStepper& step, char cValueSep, CStr
   const INT_PTR nValues = nSeps + 1;
   SetValueCount(arValues, nValues);
   INT_PTR nValue = 0;
-  const char* pBegin = pCell;
-  for (p = pCell; nValue < nSeps;) {
-    const size_t nSize = step.Size(p);
-    if (nSize == 1 && *p == cValueSep) {
-      Assign(arValues, nValue++, pBegin, p);
-      pBegin = p + 1;
-    }
-    p += nSize;
-  }
-  Assign(arValues, nValue, pBegin, pEnd);
+  CutList(pCell, pEnd, step, cValueSep, nSeps, [&](const char* pBegin, const char* pStop) {
+    Assign(arValues, nValue++, pBegin, pStop);
+  });
 
   CString* pData = arValues.GetData();
   std::sort(pData, pData + nValues,
             [](const CString& a, const CString& b) { return a.Compare(b) < 0; });
   nFlags = static_cast<BYTE>(nValues & 0xFF);
   return CELL_LIST;
+}
+
+// ClassifyCell on the value that stands from p to pEnd (no NUL within).
+BYTE ClassifyValue(const char* p, const char* pEnd, BYTE nType, const CCharStepper& step) {
+  if (nType >= COL_TYPE_STR) {
+    return COL_TYPE_STR;
+  }
+  while (p < pEnd && *p == ' ') {
+    ++p;
+  }
+  if (p == pEnd) {
+    return nType;
+  }
+  if (*p == '-' || (*p == '+' && p + 1 < pEnd)) {
+    ++p;
+    while (p < pEnd && *p == ' ') {
+      ++p;
+    }
+  }
+
+  BYTE nResult = nType;
+  bool bDot = false;
+  while (p < pEnd) {
+    // A lead byte right before the end stands alone, as before a NUL.
+    if (p + 1 < pEnd && step.Size(p) != 1) {
+      return COL_TYPE_STR;
+    }
+    const char c = *p;
+    if (c == ' ') {
+      while (p < pEnd && *p == ' ') {
+        ++p;
+      }
+      return p == pEnd ? nResult : BYTE{COL_TYPE_STR};
+    }
+    if (c == '.') {
+      if (bDot) {
+        return COL_TYPE_STR;
+      }
+      bDot = true;
+      nResult = std::max<BYTE>(nResult, COL_TYPE_REAL);
+    } else if (c < '0' || c > '9') {
+      return COL_TYPE_STR;
+    }
+    ++p;
+  }
+  return nResult;
 }
 
 }  // namespace
@@ -255,45 +341,48 @@ BYTE ClassifyCell(const char* pszValue, BYTE nType) {
   if (pszValue == nullptr) {
     return nType;
   }
-  const char* p = pszValue;
-  while (*p == ' ') {
-    ++p;
-  }
-  if (*p == '\0') {
-    return nType;
-  }
-  if (*p == '-' || (*p == '+' && p[1] != '\0')) {
-    ++p;
-    while (*p == ' ') {
-      ++p;
-    }
-  }
-
   const CCharStepper step;
-  BYTE nResult = nType;
-  bool bDot = false;
-  while (*p != '\0') {
-    const size_t nSize = step.Size(p);
-    if (nSize != 1) {
-      return COL_TYPE_STR;
-    }
-    const char c = *p;
-    if (c == ' ') {
-      while (*p == ' ') {
-        ++p;
+  return ClassifyValue(pszValue, pszValue + strlen(pszValue), nType, step);
+}
+
+int MeasureCell(const char* pszCell, size_t nLength, BYTE& nType, BOOL bClassify, char cRangeOpen,
+                char cRangeClose, char cValueSep, char cAnyValue, const char* pszRangeSep) {
+  const char* pszValue = nullptr;
+  const CCharStepper step;
+  switch (PeekCell(pszCell, nLength, &pszValue, cRangeOpen, cRangeClose, cValueSep, cAnyValue)) {
+    case CELL_EMPTY:
+    case CELL_ANY:
+      return -1;
+    case CELL_SINGLE: {
+      const char* pEnd = pszCell + nLength;
+      if (bClassify) {
+        nType = ClassifyValue(pszValue, pEnd, nType, step);
       }
-      return *p == '\0' ? nResult : BYTE{COL_TYPE_STR};
+      return static_cast<int>(pEnd - pszValue);
     }
-    if (c == '.') {
-      if (bDot) {
-        return COL_TYPE_STR;
-      }
-      bDot = true;
-      nResult = std::max<BYTE>(nResult, COL_TYPE_REAL);
-    } else if (c < '0' || c > '9') {
-      return COL_TYPE_STR;
-    }
-    ++p;
+    default:
+      break;
   }
-  return nResult;
+  int nLongest = -1;
+  auto onValue = [&](const char* pBegin, const char* pEnd) {
+    if (bClassify) {
+      nType = ClassifyValue(pBegin, pEnd, nType, step);
+    }
+    nLongest = std::max(nLongest, static_cast<int>(pEnd - pBegin));
+  };
+  const char* pCell = pszCell;
+  while (*pCell == ' ') {
+    ++pCell;
+  }
+  CRangeCut cut;
+  if ((pCell[0] == cRangeOpen || pCell[0] == cRangeClose) &&
+      FindRange(pCell, step, cRangeOpen, cRangeClose, pszRangeSep, cut)) {
+    onValue(cut.pLow, cut.pLowEnd);
+    onValue(cut.pHigh, cut.pHighEnd);
+    return nLongest;
+  }
+  const char* pEnd = nullptr;
+  const INT_PTR nSeps = CountCuts(pCell, step, cValueSep, &pEnd);
+  CutList(pCell, pEnd, step, cValueSep, nSeps, onValue);
+  return nLongest;
 }

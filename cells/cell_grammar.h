@@ -38,6 +38,14 @@ constexpr BYTE CELL_UNSPLIT = 0xFF;
 LORN_INTERNAL BYTE PeekCell(const char* pszCell, size_t nLength, const char** ppszValue,
                             char cRangeOpen, char cRangeClose, char cValueSep, char cAnyValue);
 
+// What one cell of nLength bytes (its strlen) tells the column analysis, as
+// if it were split with SplitCellEx and, with bClassify, each value given to
+// ClassifyCell in turn, which updates nType: the byte length of its longest
+// value, or -1 when it has none. Nothing is copied.
+LORN_INTERNAL int MeasureCell(const char* pszCell, size_t nLength, BYTE& nType, BOOL bClassify,
+                              char cRangeOpen, char cRangeClose, char cValueSep, char cAnyValue,
+                              const char* pszRangeSep);
+
 // The column type that one value needs, given the type so far: types only
 // grow, COL_TYPE_LONG -> COL_TYPE_REAL -> COL_TYPE_STR.
 LORN_INTERNAL BYTE ClassifyCell(const char* pszValue, BYTE nType);

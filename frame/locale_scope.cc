@@ -64,6 +64,12 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
   if (IsNamedLocale(pszLocale)) {
     CLocaleScope scope(pszLocale);
     _mbsupr(pszText);
+  } else if (IsCtypeLocalePlain()) {
+    // What _strupr does under the plain character-type locale: ASCII
+    // letters only, byte by byte.
+    for (unsigned char* p = reinterpret_cast<unsigned char*>(pszText); *p != 0; ++p) {
+      *p = static_cast<unsigned char>(*p - (static_cast<unsigned char>(*p - 'a') < 26 ? 32 : 0));
+    }
   } else {
     _strupr(pszText);
   }

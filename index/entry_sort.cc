@@ -293,7 +293,8 @@ struct CRunCursor {
   DWORD nFill;      // entries loaded in the slice
   DWORD nAt;        // next entry of the slice
   ULONGLONG nHead;  // order key of the entry at nAt, where the keys have one
-  bool bHeadWhole;  // that key decides alone when it ties
+  ULONGLONG nHead2;  // for text: the next eight bytes
+  bool bHeadWhole;   // that key decides alone when it ties
 };
 
 class CEntrySorter {
@@ -525,10 +526,11 @@ class CEntrySorter {
       // flags is the first terminator.
       const ULONGLONG nBytes = GetQword(pKey);
       const ULONGLONG nZero = (nBytes - 0x0101010101010101ULL) & ~nBytes & 0x8080808080808080ULL;
-      const int nKeep = nZero == 0 ? 8 : std::countr_zero(nZero) / 8;
       bWhole = nZero != 0;
-      for (int i = 0; i < nKeep; ++i) {
-        nWord |= ((nBytes >> (8 * i)) & 0xFF) << (56 - 8 * i);
+      const ULONGLONG nKept =
+          bWhole ? nBytes & ((ULONGLONG{1} << (std::countr_zero(nZero) & ~7)) - 1) : nBytes;
+      for (int i = 0; i < 8; ++i) {
+        nWord = (nWord << 8) | ((nKept >> (8 * i)) & 0xFF);
       }
       return nWord;
     }
@@ -562,6 +564,10 @@ class CEntrySorter {
       }
     };
     for (;;) {
+      if (nDepth >= nLoaded + 8 && nDepth < nKeyBytes) {
+        nLoaded = nDepth;
+        LoadTextWords(pRecords, nLen, nLoaded);
+      }
       if (nLen <= TEXT_INSERTION_MAX) {
         // Words that differ order the keys (the bytes before nDepth agree);
         // equal words that hold a terminator mean equal keys; else the
@@ -595,10 +601,6 @@ class CEntrySorter {
         });
         done();
         return;
-      }
-      if (nDepth >= nLoaded + 8) {
-        nLoaded = nDepth;
-        LoadTextWords(pRecords, nLen, nLoaded);
       }
       // Bytes in which all keys of the bucket agree are passed over at once.
       const ULONGLONG nFirstWord = pRecords[0].nWord;
@@ -701,12 +703,21 @@ class CEntrySorter {
     // Long keys and the first bytes of text keys order the heads without
     // the function, as far as they go.
     const bool bKeyed = m_keyOrder == CKeyOrder::kLong || m_keyOrder == CKeyOrder::kText;
+    const DWORD nKeyBytes = m_nEntrySize - ENTRY_KEY_OFFSET;
     auto takeHead = [&](CRunCursor& run) {
-      if (bKeyed) {
-        const BYTE* pEntry = run.pSlice + static_cast<size_t>(run.nAt) * m_nEntrySize;
-        run.bHeadWhole = true;
-        run.nHead = m_keyOrder == CKeyOrder::kLong ? LongRadixKey(pEntry)
-                                                   : TextWord(pEntry, 0, run.bHeadWhole);
+      if (!bKeyed) {
+        return;
+      }
+      const BYTE* pEntry = run.pSlice + static_cast<size_t>(run.nAt) * m_nEntrySize;
+      run.nHead2 = 0;
+      run.bHeadWhole = true;
+      if (m_keyOrder == CKeyOrder::kLong) {
+        run.nHead = LongRadixKey(pEntry);
+        return;
+      }
+      run.nHead = TextWord(pEntry, 0, run.bHeadWhole);
+      if (!run.bHeadWhole && nKeyBytes > 8) {
+        run.nHead2 = TextWord(pEntry, 8, run.bHeadWhole);
       }
     };
     // Heap order: the smaller entry first, on a tie the earlier run.
@@ -716,6 +727,8 @@ class CEntrySorter {
       const CRunCursor& runB = arRuns[b];
       if (bKeyed && runA.nHead != runB.nHead) {
         nCmp = runA.nHead < runB.nHead ? -1 : 1;
+      } else if (bKeyed && runA.nHead2 != runB.nHead2) {
+        nCmp = runA.nHead2 < runB.nHead2 ? -1 : 1;
       } else if (!bKeyed || !runA.bHeadWhole) {
         nCmp = CompareSign16(m_pfnCompare(entryOf(a), entryOf(b)));
       }
@@ -738,16 +751,37 @@ class CEntrySorter {
         }
         takeHead(run);
         arHeap.push_back(r);
-        std::push_heap(arHeap.begin(), arHeap.end(), after);
       }
+      // The run at the top gives its entry and, with its next one or
+      // without it, sinks to its place: one walk down the heap per entry.
+      auto sinkTop = [&] {
+        const size_t nHeap = arHeap.size();
+        const DWORD nTop = arHeap[0];
+        size_t i = 0;
+        for (size_t nChild = 1; nChild < nHeap; nChild = 2 * i + 1) {
+          if (nChild + 1 < nHeap && after(arHeap[nChild], arHeap[nChild + 1])) {
+            ++nChild;
+          }
+          if (!after(nTop, arHeap[nChild])) {
+            break;
+          }
+          arHeap[i] = arHeap[nChild];
+          i = nChild;
+        }
+        arHeap[i] = nTop;
+      };
+      std::make_heap(arHeap.begin(), arHeap.end(), after);
       while (!arHeap.empty()) {
-        std::pop_heap(arHeap.begin(), arHeap.end(), after);
-        DWORD r = arHeap.back();
+        DWORD r = arHeap.front();
         CRunCursor& run = arRuns[r];
         out.Put(entryOf(r));
         if (++run.nAt == run.nFill) {
           if (run.nLeft == 0) {
+            arHeap.front() = arHeap.back();
             arHeap.pop_back();
+            if (!arHeap.empty()) {
+              sinkTop();
+            }
             continue;
           }
           if (!Refill(pIn, run, nSliceEntries)) {
@@ -755,7 +789,7 @@ class CEntrySorter {
           }
         }
         takeHead(run);
-        std::push_heap(arHeap.begin(), arHeap.end(), after);
+        sinkTop();
       }
     }
     return TRUE;

@@ -15,6 +15,29 @@ int CompareAt(PFN_COMPARE pfnCompare, const BYTE* pScratch, const void* pKey) {
   return CompareSign16(pfnCompare(pScratch + ENTRY_KEY_OFFSET, pKey));
 }
 
+// The entries of a run in a file's view, for fetching ahead: each step of the
+// search asks the processor for the two entries that the next step may
+// read, so that the wait for memory overlaps the step. Nothing is read for
+// the search's result: a file without a view fetches nothing.
+class CAhead {
+ public:
+  CAhead(CFile* pFile, DWORD nPos, WORD nEntrySize) : m_nPos(nPos), m_nEntrySize(nEntrySize) {
+    m_pView = pFile->GetView(&m_nLength);
+  }
+  void Fetch(DWORD n) const {
+    const ULONGLONG nAt = m_nPos + static_cast<ULONGLONG>(n) * m_nEntrySize + ENTRY_KEY_OFFSET;
+    if (m_pView != nullptr && nAt < m_nLength) {
+      __builtin_prefetch(m_pView + nAt);
+    }
+  }
+
+ private:
+  const BYTE* m_pView = nullptr;
+  ULONGLONG m_nLength = 0;
+  ULONGLONG m_nPos;
+  WORD m_nEntrySize;
+};
+
 }  // namespace
 
 DWORD FindInFileCached(CEntryCache& cache, CFile* pFile, const void* pKey, DWORD nPos, DWORD nCount,
@@ -35,8 +58,11 @@ DWORD FindInFileCached(CEntryCache& cache, CFile* pFile, const void* pKey, DWORD
   DWORD nLo = 0;
   DWORD nHi = nCount - 1;
   DWORD nStep = nHi / 2;
+  const CAhead ahead(pFile, nPos, nEntrySize);
   while (nStep != 0) {
     DWORD nMid = nLo + nStep;
+    ahead.Fetch(nLo + (nMid - nLo) / 2);
+    ahead.Fetch(nMid + (nHi - nMid) / 2);
     if (!ReadEntryAt(cache, pFile, nPos, nMid, nEntrySize, pScratch)) {
       return 0;
     }

@@ -9,6 +9,7 @@
 #include "index/column_index.h"
 #include "platform/carchive.h"
 #include "table/cat_internal.h"
+#include "table/row_table.h"
 #include "query/criteria.h"
 
 IMPLEMENT_SERIAL(CQueryStd, CCatStd, 0)
@@ -246,6 +247,12 @@ BOOL CQueryStd::Run() {
   }
   m_pRows = pOwned.release();
   m_bDone = TRUE;
+  // The rows found are about to be read by number: their entries of the
+  // row table are fetched ahead, all at once.
+  if (m_pRows != nullptr && pRoot->m_fileSide.IsOpen()) {
+    PrefetchRowEntries(&pRoot->m_fileSide, pRoot->m_nRowTablePos, m_pRows->GetData(),
+                       m_pRows->GetSize());
+  }
 
   if (CProgressMonitor* pMonitor = GetProgressMonitor()) {
     pMonitor->EndWait();

@@ -53,14 +53,12 @@ void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
   }
 
   SeekLine(m_nDataPos);
-  // The cells of a row stay in the line buffer; only the cells that may be
-  // lists or ranges are split into copies.
+  // The cells of a row stay in the line buffer, and their values are
+  // measured where they stand.
   const short nKeep = static_cast<short>(std::min<INT_PTR>(nCols, 0x7FFF));
   std::vector<const char*> arCells(static_cast<size_t>(nCols) + 1);
   std::vector<UINT> arLengths(static_cast<size_t>(nCols) + 1);
   CStringArray arSpill;
-  CStringArray arValues;
-  arValues.SetSize(0, 4);
   CRowTableWriter writer(bWriteOffsets ? &m_fileSide : nullptr);
   DWORD nRows = 0;
   for (;;) {
@@ -86,25 +84,11 @@ void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
       }
       // Each value of a range or a list counts alone; the cell text as a
       // whole is never classified or measured.
-      auto countValue = [&](const char* pszValue, int nLength) {
-        if ((nWork & WORK_TYPE) != 0) {
-          nType = ClassifyCell(pszValue, nType);
-        }
-        const BYTE nNeed = static_cast<BYTE>(std::min(nLength, MAX_VALUE_BYTES) + 1);
-        nSize = std::max(nSize, nNeed);
-      };
-      const char* pszCell = arCells[nCol];
-      const char* pszValue = nullptr;
-      const BYTE nKind = PeekCell(pszCell, nLength, &pszValue, m_cRangeOpen, m_cRangeClose,
-                                  m_cValueSep, m_cAnyValue);
-      if (nKind == CELL_SINGLE) {
-        countValue(pszValue, static_cast<int>(nLength - (pszValue - pszCell)));
-      } else if (nKind == CELL_UNSPLIT) {
-        BYTE nFlags = 0;
-        SplitCell(pszCell, arValues, &nFlags);
-        for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
-          countValue(arValues[i], arValues[i].GetLength());
-        }
+      const int nLongest =
+          MeasureCell(arCells[nCol], nLength, nType, (nWork & WORK_TYPE) != 0, m_cRangeOpen,
+                      m_cRangeClose, m_cValueSep, m_cAnyValue, m_strRangeSep);
+      if (nLongest >= 0) {
+        nSize = std::max(nSize, static_cast<BYTE>(std::min(nLongest, MAX_VALUE_BYTES) + 1));
       }
     }
     ++nRows;

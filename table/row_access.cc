@@ -82,7 +82,7 @@ BOOL CCatStd::ReadRow(DWORD nRow, CStringArray& arCells) {
   // reuses for this row's cells: a row read costs no allocation once the
   // array has held a row. Cells that ReadLine does not deliver stay empty.
   for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
-    (void)i;
+    arCells[i].Empty();
   }
   // The line is read with exactly its own bytes, so that nothing of the next
   // row is fetched, and an SDC line gets the key of its true offset. A row

@@ -38,3 +38,18 @@ BOOL ReadRowEntries(CFile* pFile, DWORD nTablePos, DWORD nRow, UINT nCount, DWOR
   }
   return TRUE;
 }
+
+void PrefetchRowEntries(CFile* pFile, DWORD nTablePos, const DWORD* pRows, INT_PTR nCount) {
+  ULONGLONG nLength = 0;
+  const BYTE* pView = pFile->GetView(&nLength);
+  if (pView == nullptr) {
+    return;
+  }
+  const INT_PTR nAhead = nCount < ROW_PREFETCH_COUNT ? nCount : ROW_PREFETCH_COUNT;
+  for (INT_PTR i = 0; i < nAhead; ++i) {
+    const ULONGLONG nAt = nTablePos + ULONGLONG{ROW_ENTRY_SIZE} * pRows[i];
+    if (nAt < nLength) {
+      __builtin_prefetch(pView + nAt);
+    }
+  }
+}

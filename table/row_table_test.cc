@@ -63,14 +63,19 @@ TEST(RowTable, RowsReadTheSameThroughTheSidecarViewAndAcrossRewrites) {
   // An array that held a longer row keeps none of it: cells not delivered
   // are empty, and a row that cannot be read leaves the array empty.
   CStringArray arCells;
-  arCells.SetSize(6);
-  for (INT_PTR i = 0; i < 6; ++i) {
-    arCells[i] = "stale";
-  }
+  auto stale = [&arCells]() {
+    arCells.SetSize(6);
+    for (INT_PTR i = 0; i < 6; ++i) {
+      arCells[i] = "stale";
+    }
+  };
+  stale();
   EXPECT_TRUE(table.ReadRow(40, arCells));
   EXPECT_EQ(Joined(arCells), "short||");
+  stale();
   EXPECT_FALSE(table.ReadRow(41, arCells));
   EXPECT_EQ(Joined(arCells), "last|x|");
+  stale();
   EXPECT_FALSE(table.ReadRow(42, arCells));
   EXPECT_EQ(arCells.GetSize(), 0);
 
