@@ -206,8 +206,10 @@ awk -F, -v floor="$floor_wall" -v sc="$sqlite_index_cpu" -v fl="$fresh_lorn" -v 
       printf "fresh lorn process no slower than fresh sqlite3:  %.2f ms vs %.2f ms (wall)  %s\n", fl * 1e3, fs * 1e3, verdict(fl + 0 <= fs + 0)
     }
     worst = -1
-    for (k in work) if (k ~ /^range/) { rate = work[k] / wall[k]; if (worst < 0 || rate < worst) { worst = rate; wk = k } }
-    printf "range queries >= 1,000,000 rows/s incl. rows:     %.0f rows/s (%s)  %s\n", worst, wk, verdict(worst >= 1e6)
+    # By CPU time like the ratios: on a busy machine the wall clock counts
+    # the other processes too.
+    for (k in work) if (k ~ /^range/) { rate = work[k] / cpu[k]; if (worst < 0 || rate < worst) { worst = rate; wk = k } }
+    printf "range queries >= 1,000,000 rows/s incl. rows:     %.0f rows/s (%s, cpu)  %s\n", worst, wk, verdict(worst >= 1e6)
     printf "peak memory while indexing:                       %.1f MiB (compare across --rows)\n", peak["index3"] / 1024
   }' "$work/sqlite.csv" "$work/lorn.csv"
 [ "$lorn_status" = 0 ] || echo "lorn_bench reported a failed check (status $lorn_status)" >&2

@@ -177,8 +177,7 @@ bool SplitRange(const char* pCell, const CCharStepper& step, char cOpen, char cC
 // The value separators of a cell, as far as they cut: those beyond the
 // 15-bit offset limit do not, and the last value runs to the end of the
 // cell, which *ppEnd receives.
-INT_PTR CountCuts(const char* pCell, const CCharStepper& step, char cValueSep,
-                  const char** ppEnd) {
+INT_PTR CountCuts(const char* pCell, const CCharStepper& step, char cValueSep, const char** ppEnd) {
   INT_PTR nSeps = 0;
   const char* p = pCell;
   while (*p != '\0' && p - pCell <= kMaxSepOffset) {
@@ -347,8 +346,8 @@ BYTE ClassifyCell(const char* pszValue, BYTE nType) {
 
 int MeasureCell(const char* pszCell, size_t nLength, BYTE& nType, BOOL bClassify, char cRangeOpen,
                 char cRangeClose, char cValueSep, char cAnyValue, const char* pszRangeSep) {
-  const char* pszValue = nullptr;
   const CCharStepper step;
+  const char* pszValue = nullptr;
   switch (PeekCell(pszCell, nLength, &pszValue, cRangeOpen, cRangeClose, cValueSep, cAnyValue)) {
     case CELL_EMPTY:
     case CELL_ANY:

@@ -25,8 +25,8 @@
 // for a range, the number of values for a list, else 0). arValues is emptied
 // and *pFlags set to 0 first on every path. A null cell is CELL_EMPTY.
 LORN_INTERNAL BYTE SplitCellEx(const char* pszCell, CStringArray& arValues, BYTE* pFlags,
-                               char cRangeOpen, char cRangeClose, char cValueSep,
-                               char cAnyValue, const char* pszRangeSep);
+                               char cRangeOpen, char cRangeClose, char cValueSep, char cAnyValue,
+                               const char* pszRangeSep);
 
 // What SplitCellEx makes of a cell of nLength bytes (its strlen), where that
 // can be told without copying and without stepping by character:

@@ -37,8 +37,7 @@ TEST(PeekCell, AgreesWithSplitCellEx) {
                                        g.cValueSep, g.cAny, "..");
         ++anDecided[nPeek != CELL_UNSPLIT];
         if (nPeek == CELL_UNSPLIT) {
-          EXPECT_TRUE(nKind == CELL_LIST || nKind == CELL_RANGE || nKind == CELL_SINGLE)
-              << strCell;
+          EXPECT_TRUE(nKind == CELL_LIST || nKind == CELL_RANGE || nKind == CELL_SINGLE) << strCell;
           continue;
         }
         EXPECT_EQ(nPeek, nKind) << strCell;
@@ -78,9 +77,9 @@ TEST(MeasureCell, AgreesWithSplitAndClassify) {
           nLongest = std::max(nLongest, arValues[i].GetLength());
         }
         BYTE nType = nStart;
-        EXPECT_EQ(MeasureCell(strCell.c_str(), strCell.size(), nType, TRUE, '(', ')', '*', '*',
-                              ".."),
-                  nLongest)
+        EXPECT_EQ(
+            MeasureCell(strCell.c_str(), strCell.size(), nType, TRUE, '(', ')', '*', '*', ".."),
+            nLongest)
             << strCell;
         EXPECT_EQ(nType, nWant) << strCell;
       }

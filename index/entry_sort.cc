@@ -74,34 +74,40 @@ inline void CopyEntry(BYTE* pDest, const BYTE* pSrc, WORD nSize) {
   }
 }
 
+// Digits of the radix sort: 11 bits, so that a 64-bit key takes six
+// passes and a 32-bit key three, with counts that stay in the cache.
+constexpr int RADIX_BITS = 11;
+constexpr size_t RADIX_BUCKETS = size_t{1} << RADIX_BITS;
+
 // Stable least-significant-digit radix sort of nLen entries in pA by the
-// nDigits low bytes of KeyOf(entry); pB is scratch of the same size. Byte
-// positions in which all keys agree cost no pass. Gives the buffer that
-// holds the result.
+// nKeyBits low bits of KeyOf(entry); pB is scratch of the same size. Digits
+// in which all keys agree cost no pass. Gives the buffer that holds the
+// result.
 template <WORD N, class KeyOf>
-BYTE* RadixSortEntries(BYTE* pA, BYTE* pB, DWORD nLen, WORD nSize, int nDigits, KeyOf keyOf) {
-  std::vector<DWORD> arCounts(static_cast<size_t>(nDigits) * 256, 0);
+BYTE* RadixSortEntries(BYTE* pA, BYTE* pB, DWORD nLen, WORD nSize, int nKeyBits, KeyOf keyOf) {
+  const int nDigits = (nKeyBits + RADIX_BITS - 1) / RADIX_BITS;
+  std::vector<DWORD> arCounts(static_cast<size_t>(nDigits) * RADIX_BUCKETS, 0);
   for (DWORD n = 0; n < nLen; ++n) {
     ULONGLONG nKey = keyOf(pA + static_cast<size_t>(n) * nSize);
-    for (int nDigit = 0; nDigit < nDigits; ++nDigit, nKey >>= 8) {
-      ++arCounts[static_cast<size_t>(nDigit) * 256 + (nKey & 0xFF)];
+    for (int nDigit = 0; nDigit < nDigits; ++nDigit, nKey >>= RADIX_BITS) {
+      ++arCounts[static_cast<size_t>(nDigit) * RADIX_BUCKETS + (nKey & (RADIX_BUCKETS - 1))];
     }
   }
-  DWORD anNext[256];
+  std::vector<DWORD> arNext(RADIX_BUCKETS);
   for (int nDigit = 0; nDigit < nDigits; ++nDigit) {
-    const DWORD* pCounts = arCounts.data() + static_cast<size_t>(nDigit) * 256;
-    if (std::find(pCounts, pCounts + 256, nLen) != pCounts + 256) {
+    const DWORD* pCounts = arCounts.data() + static_cast<size_t>(nDigit) * RADIX_BUCKETS;
+    if (std::find(pCounts, pCounts + RADIX_BUCKETS, nLen) != pCounts + RADIX_BUCKETS) {
       continue;  // one value for every key: the pass would change nothing
     }
     DWORD nSum = 0;
-    for (int b = 0; b < 256; ++b) {
-      anNext[b] = nSum;
+    for (size_t b = 0; b < RADIX_BUCKETS; ++b) {
+      arNext[b] = nSum;
       nSum += pCounts[b];
     }
-    const int nShift = 8 * nDigit;
+    const int nShift = RADIX_BITS * nDigit;
     for (DWORD n = 0; n < nLen; ++n) {
       const BYTE* pEntry = pA + static_cast<size_t>(n) * nSize;
-      const DWORD nSlot = anNext[(keyOf(pEntry) >> nShift) & 0xFF]++;
+      const DWORD nSlot = arNext[(keyOf(pEntry) >> nShift) & (RADIX_BUCKETS - 1)]++;
       CopyEntry<N>(pB + static_cast<size_t>(nSlot) * nSize, pEntry, nSize);
     }
     std::swap(pA, pB);
@@ -110,19 +116,19 @@ BYTE* RadixSortEntries(BYTE* pA, BYTE* pB, DWORD nLen, WORD nSize, int nDigits, 
 }
 
 template <class KeyOf>
-BYTE* RadixSortAnySize(BYTE* pA, BYTE* pB, DWORD nLen, WORD nSize, int nDigits, KeyOf keyOf) {
+BYTE* RadixSortAnySize(BYTE* pA, BYTE* pB, DWORD nLen, WORD nSize, int nKeyBits, KeyOf keyOf) {
   // The entry sizes of Long and Real values and ranges.
   switch (nSize) {
     case 8:
-      return RadixSortEntries<8>(pA, pB, nLen, nSize, nDigits, keyOf);
+      return RadixSortEntries<8>(pA, pB, nLen, nSize, nKeyBits, keyOf);
     case 12:
-      return RadixSortEntries<12>(pA, pB, nLen, nSize, nDigits, keyOf);
+      return RadixSortEntries<12>(pA, pB, nLen, nSize, nKeyBits, keyOf);
     case 13:
-      return RadixSortEntries<13>(pA, pB, nLen, nSize, nDigits, keyOf);
+      return RadixSortEntries<13>(pA, pB, nLen, nSize, nKeyBits, keyOf);
     case 21:
-      return RadixSortEntries<21>(pA, pB, nLen, nSize, nDigits, keyOf);
+      return RadixSortEntries<21>(pA, pB, nLen, nSize, nKeyBits, keyOf);
     default:
-      return RadixSortEntries<0>(pA, pB, nLen, nSize, nDigits, keyOf);
+      return RadixSortEntries<0>(pA, pB, nLen, nSize, nKeyBits, keyOf);
   }
 }
 
@@ -153,13 +159,6 @@ bool RealNeighboursApart(const BYTE* pSorted, DWORD nLen, WORD nSize) {
   }
   return true;
 }
-
-// A text entry in the order of a run: its place in the run, and eight bytes
-// of its key, from where the entries of its bucket begin to differ.
-struct CTextRecord {
-  ULONGLONG nWord;  // big-endian, zero behind the terminator
-  DWORD nIndex;
-};
 
 // Moves the monitor over nShare points as work units are done; the position
 // only grows and reaches the start plus nShare with the last unit.
@@ -287,12 +286,12 @@ class COutBuffer {
 
 // One input run of a merge: a slice of the run buffer refilled from the file.
 struct CRunCursor {
-  ULONGLONG nNext;  // file offset of the next entry not yet loaded
-  DWORD nLeft;      // entries of the run not yet loaded
-  BYTE* pSlice;     // its part of the run buffer
-  DWORD nFill;      // entries loaded in the slice
-  DWORD nAt;        // next entry of the slice
-  ULONGLONG nHead;  // order key of the entry at nAt, where the keys have one
+  ULONGLONG nNext;   // file offset of the next entry not yet loaded
+  DWORD nLeft;       // entries of the run not yet loaded
+  BYTE* pSlice;      // its part of the run buffer
+  DWORD nFill;       // entries loaded in the slice
+  DWORD nAt;         // next entry of the slice
+  ULONGLONG nHead;   // order key of the entry at nAt, where the keys have one
   ULONGLONG nHead2;  // for text: the next eight bytes
   bool bHeadWhole;   // that key decides alone when it ties
 };
@@ -307,14 +306,12 @@ class CEntrySorter {
         m_pfnCompare(pfnCompare),
         m_pDest(pDest),
         m_keyOrder(KeyOrderOf(pfnCompare, nEntrySize)) {
-    // The work area of an entry: a second copy for the radix sort, a record
-    // for text keys, the order and its merge buffer otherwise. Neither the
-    // entries of a run nor its work area take more than nRunBytes.
+    // The work area of an entry: a second copy for the radix sorts, the
+    // order and its merge buffer for the function alone. Neither the entries
+    // of a run nor its work area take more than nRunBytes.
     DWORD nWorkBytes = ORDER_WORK_BYTES;
-    if (m_keyOrder == CKeyOrder::kLong || m_keyOrder == CKeyOrder::kReal) {
+    if (m_keyOrder != CKeyOrder::kOther) {
       nWorkBytes = std::max<DWORD>(nEntrySize, ORDER_WORK_BYTES);
-    } else if (m_keyOrder == CKeyOrder::kText) {
-      nWorkBytes = 2 * sizeof(CTextRecord);
     }
     m_nRunEntries = std::max<DWORD>(nRunBytes / std::max<DWORD>(nEntrySize, nWorkBytes), 3);
     if (m_nRunEntries > nCount) {
@@ -372,8 +369,6 @@ class CEntrySorter {
     // The merge needs the run buffer only.
     m_pWork.reset();
     m_arOrder = std::vector<DWORD>();
-    m_arText = std::vector<CTextRecord>();
-    m_arTextWork = std::vector<CTextRecord>();
 
     CScratchFile scratch;
     CFile* pIn = m_pSrc;
@@ -449,19 +444,18 @@ class CEntrySorter {
   // Orders the nLen entries of the run buffer, which hold entries nFirst and
   // on of the source, stably. The sorted entries then stand in the buffer
   // that pSorted points at, or, with pSorted null, the order stands in
-  // m_arText (text keys) or m_arOrder. FALSE when the source cannot be read
-  // again.
+  // m_arOrder. FALSE when the source cannot be read again.
   BOOL OrderRun(ULONGLONG nFirst, DWORD nLen, const BYTE*& pSorted) {
     pSorted = nullptr;
     switch (m_keyOrder) {
       case CKeyOrder::kLong:
-        pSorted = RadixSortAnySize(m_pRun.get(), Work(), nLen, m_nEntrySize, LONG_KEY_BYTES,
+        pSorted = RadixSortAnySize(m_pRun.get(), Work(), nLen, m_nEntrySize, 8 * LONG_KEY_BYTES,
                                    [](const BYTE* pEntry) { return LongRadixKey(pEntry); });
         return TRUE;
       case CKeyOrder::kReal:
         if (RealKeysHaveBitOrder(m_pRun.get(), nLen, m_nEntrySize)) {
           const BYTE* pByBits =
-              RadixSortAnySize(m_pRun.get(), Work(), nLen, m_nEntrySize, REAL_KEY_BYTES,
+              RadixSortAnySize(m_pRun.get(), Work(), nLen, m_nEntrySize, 8 * REAL_KEY_BYTES,
                                [](const BYTE* pEntry) { return RealRadixKey(pEntry); });
           if (RealNeighboursApart(pByBits, nLen, m_nEntrySize)) {
             pSorted = pByBits;
@@ -477,7 +471,8 @@ class CEntrySorter {
         }
         break;
       case CKeyOrder::kText:
-        OrderTextRun(nLen);
+        SortTextEntries(m_pRun.get(), Work(), nLen, 0, false);
+        pSorted = m_pRun.get();
         return TRUE;
       case CKeyOrder::kOther:
         break;
@@ -498,24 +493,9 @@ class CEntrySorter {
     });
   }
 
-  // Stable order of a run of text entries, by their keys' bytes from the
-  // first on: a most-significant-digit radix sort, each bucket sorted apart
-  // on the next byte. The function decides only in buckets of a few entries
-  // and where the keys run past the entry without a terminator; entries of
-  // equal keys never change places.
-  void OrderTextRun(DWORD nLen) {
-    m_arText.resize(nLen);
-    m_arTextWork.resize(nLen);
-    for (DWORD n = 0; n < nLen; ++n) {
-      m_arText[n].nIndex = n;
-    }
-    LoadTextWords(m_arText.data(), nLen, 0);
-    SortTextBucket(m_arText.data(), m_arTextWork.data(), nLen, 0, 0, false);
-  }
-
   // Eight bytes of the key of an entry from offset nFrom, as far as the
-  // entry goes, big-endian, zero from the terminator on; bWhole is cleared
-  // when they hold no terminator.
+  // entry goes, big-endian, zero from the terminator on; bWhole tells
+  // whether they hold the terminator.
   ULONGLONG TextWord(const BYTE* pEntry, DWORD nFrom, bool& bWhole) const {
     const DWORD nKeyBytes = m_nEntrySize - ENTRY_KEY_OFFSET;
     const DWORD nTake = std::min<DWORD>(8, nKeyBytes - nFrom);
@@ -542,93 +522,59 @@ class CEntrySorter {
     return nWord;
   }
 
-  void LoadTextWords(CTextRecord* pRecords, DWORD nLen, DWORD nFrom) const {
-    bool bWhole = false;
-    for (DWORD n = 0; n < nLen; ++n) {
-      pRecords[n].nWord = TextWord(EntryAt(pRecords[n].nIndex), nFrom, bWhole);
-    }
-  }
-
-  // Sorts nLen records whose keys agree in their first nDepth bytes, none of
-  // which is a terminator; their words hold the key bytes from nLoaded on,
-  // with nLoaded a multiple of 8 at or below nDepth. pSpare has room for as
-  // many records. The records move between the two places from one byte to
-  // the next; with bBack they stand in the spare place, and the sorted ones
-  // go to pSpare.
-  void SortTextBucket(CTextRecord* pRecords, CTextRecord* pSpare, DWORD nLen, DWORD nDepth,
-                      DWORD nLoaded, bool bBack) {
-    const DWORD nKeyBytes = m_nEntrySize - ENTRY_KEY_OFFSET;
+  // Stable order of nLen text entries whose keys agree in their first nDepth
+  // bytes, none of which is a terminator: a most-significant-digit radix
+  // sort on the entries themselves, each bucket sorted apart on the next
+  // byte, and bytes that all keys share passed over eight at a time. The
+  // entries move between pData and pSpare from one byte to the next; the
+  // sorted ones go to pSpare with bBack, else to pData. The function decides
+  // only between equal beginnings in buckets of a few entries.
+  void SortTextEntries(BYTE* pData, BYTE* pSpare, DWORD nLen, DWORD nDepth, bool bBack) {
+    const WORD nSize = m_nEntrySize;
+    const DWORD nKeyBytes = nSize - ENTRY_KEY_OFFSET;
+    auto at = [nSize](BYTE* p, DWORD n) { return p + static_cast<size_t>(n) * nSize; };
     auto done = [&] {
       if (bBack) {
-        std::copy(pRecords, pRecords + nLen, pSpare);
+        std::memcpy(pSpare, pData, static_cast<size_t>(nLen) * nSize);
       }
     };
     for (;;) {
-      if (nDepth >= nLoaded + 8 && nDepth < nKeyBytes) {
-        nLoaded = nDepth;
-        LoadTextWords(pRecords, nLen, nLoaded);
-      }
-      if (nLen <= TEXT_INSERTION_MAX) {
-        // Words that differ order the keys (the bytes before nDepth agree);
-        // equal words that hold a terminator mean equal keys; else the
-        // function decides.
-        const bool bWholeWords = nLoaded + 8 <= nKeyBytes;
-        auto before = [this, bWholeWords](const CTextRecord& a, const CTextRecord& b) {
-          if (a.nWord != b.nWord) {
-            return a.nWord < b.nWord;
-          }
-          if (bWholeWords && (a.nWord & 0xFF) == 0) {
-            return false;
-          }
-          return CompareSign16(m_pfnCompare(EntryAt(a.nIndex), EntryAt(b.nIndex))) < 0;
-        };
-        for (DWORD n = 1; n < nLen; ++n) {
-          const CTextRecord record = pRecords[n];
-          DWORD m = n;
-          for (; m > 0 && before(record, pRecords[m - 1]); --m) {
-            pRecords[m] = pRecords[m - 1];
-          }
-          pRecords[m] = record;
-        }
-        done();
-        return;
-      }
       if (nDepth >= nKeyBytes) {
         // The keys run on behind the entry: only the function knows.
-        std::stable_sort(pRecords, pRecords + nLen, [this](const CTextRecord& a,
-                                                           const CTextRecord& b) {
-          return CompareSign16(m_pfnCompare(EntryAt(a.nIndex), EntryAt(b.nIndex))) < 0;
-        });
+        SortTextByFunction(pData, pSpare, nLen);
         done();
         return;
       }
-      // Bytes in which all keys of the bucket agree are passed over at once.
-      const ULONGLONG nFirstWord = pRecords[0].nWord;
-      ULONGLONG nDiffer = 0;
-      for (DWORD n = 1; n < nLen; ++n) {
-        nDiffer |= pRecords[n].nWord ^ nFirstWord;
+      if (nLen <= TEXT_INSERTION_MAX) {
+        InsertTextEntries(pData, pSpare, nLen, nDepth);
+        done();
+        return;
       }
-      // Bytes of the word that come from the entry: a zero among them is a
-      // terminator.
-      const DWORD nInEntry = std::min<DWORD>(8, nKeyBytes - nLoaded);
-      const DWORD nInWord = nDepth - nLoaded;
+      // Bytes that all keys share (none, as soon as the first differs).
+      bool bWhole = false;
+      const ULONGLONG nFirst = TextWord(pData, nDepth, bWhole);
+      ULONGLONG nDiffer = 0;
+      for (DWORD n = 1; n < nLen && (nDiffer >> 56) == 0; ++n) {
+        nDiffer |= TextWord(at(pData, n), nDepth, bWhole) ^ nFirst;
+      }
       const DWORD nSame = nDiffer == 0 ? 8 : static_cast<DWORD>(std::countl_zero(nDiffer)) / 8;
-      if (nSame > nInWord) {
-        // A terminator among the common bytes: the keys are equal, and stay
-        // in their order of arrival.
-        for (DWORD i = nInWord; i < std::min(nSame, nInEntry); ++i) {
-          if (((nFirstWord >> (56 - 8 * i)) & 0xFF) == 0) {
+      if (nSame > 0) {
+        // A terminator among them: the keys are equal and stay in their
+        // order of arrival.
+        const DWORD nInEntry = std::min<DWORD>(nSame, nKeyBytes - nDepth);
+        for (DWORD i = 0; i < nInEntry; ++i) {
+          if (((nFirst >> (56 - 8 * i)) & 0xFF) == 0) {
             done();
             return;
           }
         }
-        nDepth += nSame - nInWord;
+        nDepth += nSame;
         continue;
       }
-      const int nShift = 56 - 8 * static_cast<int>(nInWord);
       DWORD anCounts[256] = {};
+      const size_t nByte = ENTRY_KEY_OFFSET + nDepth;
       for (DWORD n = 0; n < nLen; ++n) {
-        ++anCounts[(pRecords[n].nWord >> nShift) & 0xFF];
+        ++anCounts[at(pData, n)[nByte]];
       }
       DWORD anNext[256];
       DWORD nSum = 0;
@@ -637,24 +583,71 @@ class CEntrySorter {
         nSum += anCounts[b];
       }
       for (DWORD n = 0; n < nLen; ++n) {
-        pSpare[anNext[(pRecords[n].nWord >> nShift) & 0xFF]++] = pRecords[n];
+        const BYTE* pEntry = at(pData, n);
+        std::memcpy(at(pSpare, anNext[pEntry[nByte]]++), pEntry, nSize);
       }
-      // The records now stand in the other place. Bucket 0 holds keys that
+      // The entries now stand in the other place. Bucket 0 holds keys that
       // ended here: equal, and in order, as is a bucket of one.
       const bool bChildBack = !bBack;
       DWORD nStart = 0;
       for (int b = 0; b < 256; ++b) {
         const DWORD nCount = anCounts[b];
         if (b != 0 && nCount > 1) {
-          SortTextBucket(pSpare + nStart, pRecords + nStart, nCount, nDepth + 1, nLoaded,
-                         bChildBack);
+          SortTextEntries(at(pSpare, nStart), at(pData, nStart), nCount, nDepth + 1, bChildBack);
         } else if (bChildBack && nCount != 0) {
-          std::copy(pSpare + nStart, pSpare + nStart + nCount, pRecords + nStart);
+          std::memcpy(at(pData, nStart), at(pSpare, nStart), static_cast<size_t>(nCount) * nSize);
         }
         nStart += nCount;
       }
       return;
     }
+  }
+
+  // Insertion sort of a few text entries whose keys agree in their first
+  // nDepth bytes; pSpare has room for one entry.
+  void InsertTextEntries(BYTE* pData, BYTE* pSpare, DWORD nLen, DWORD nDepth) const {
+    const WORD nSize = m_nEntrySize;
+    auto before = [&](const BYTE* a, const BYTE* b) {
+      bool bWholeA = false;
+      bool bWholeB = false;
+      const ULONGLONG nA = TextWord(a, nDepth, bWholeA);
+      const ULONGLONG nB = TextWord(b, nDepth, bWholeB);
+      if (nA != nB) {
+        return nA < nB;
+      }
+      return !bWholeA && CompareSign16(m_pfnCompare(a, b)) < 0;
+    };
+    for (DWORD n = 1; n < nLen; ++n) {
+      BYTE* pEntry = pData + static_cast<size_t>(n) * nSize;
+      DWORD m = n;
+      while (m > 0 && before(pEntry, pData + static_cast<size_t>(m - 1) * nSize)) {
+        --m;
+      }
+      if (m != n) {
+        BYTE* pTo = pData + static_cast<size_t>(m) * nSize;
+        std::memcpy(pSpare, pEntry, nSize);
+        std::memmove(pTo + nSize, pTo, static_cast<size_t>(n - m) * nSize);
+        std::memcpy(pTo, pSpare, nSize);
+      }
+    }
+  }
+
+  // Stable order of text entries by the function alone, through pSpare.
+  void SortTextByFunction(BYTE* pData, BYTE* pSpare, DWORD nLen) {
+    const WORD nSize = m_nEntrySize;
+    std::vector<DWORD> arOrder(nLen);
+    for (DWORD n = 0; n < nLen; ++n) {
+      arOrder[n] = n;
+    }
+    std::stable_sort(arOrder.begin(), arOrder.end(), [&](DWORD a, DWORD b) {
+      return CompareSign16(m_pfnCompare(pData + static_cast<size_t>(a) * nSize,
+                                        pData + static_cast<size_t>(b) * nSize)) < 0;
+    });
+    for (DWORD n = 0; n < nLen; ++n) {
+      std::memcpy(pSpare + static_cast<size_t>(n) * nSize,
+                  pData + static_cast<size_t>(arOrder[n]) * nSize, nSize);
+    }
+    std::memcpy(pData, pSpare, static_cast<size_t>(nLen) * nSize);
   }
 
   // The run in order: the sorted buffer when there is one, else the run
@@ -664,14 +657,8 @@ class CEntrySorter {
       out.PutBlock(pSorted, nLen);
       return;
     }
-    if (m_keyOrder == CKeyOrder::kText) {
-      for (DWORD n = 0; n < nLen; ++n) {
-        out.Put(EntryAt(m_arText[n].nIndex));
-      }
-    } else {
-      for (DWORD n = 0; n < nLen; ++n) {
-        out.Put(EntryAt(m_arOrder[n]));
-      }
+    for (DWORD n = 0; n < nLen; ++n) {
+      out.Put(EntryAt(m_arOrder[n]));
     }
     out.Flush();
   }
@@ -804,10 +791,8 @@ class CEntrySorter {
   DWORD m_nRunEntries;
   DWORD m_nWays;
   std::unique_ptr<BYTE[]> m_pRun;   // the entries of a run, then the merge's slices
-  std::unique_ptr<BYTE[]> m_pWork;  // second buffer of the radix sort
+  std::unique_ptr<BYTE[]> m_pWork;  // second buffer of the radix sorts
   std::vector<DWORD> m_arOrder;
-  std::vector<CTextRecord> m_arText;
-  std::vector<CTextRecord> m_arTextWork;
 };
 
 }  // namespace

@@ -11,10 +11,12 @@
 //
 // The order is always the comparison function's. For the entry comparisons
 // of Long, Real and plain text keys a run is ordered without calling it for
-// every pair: Long and Real keys by their bits (a Real run whose values
-// include two closer than REAL_TOLERANCE, a negative zero or no number at
-// all is ordered by the function instead), text keys by their first 16
-// bytes, the function deciding only between equal beginnings.
+// every pair: Long and Real keys by a radix sort of their bits (a Real run
+// with two values closer than REAL_TOLERANCE, a negative zero or a value
+// that is no finite number is ordered by the function instead), text keys
+// by a radix sort of their bytes, the function deciding only between equal
+// beginnings. Merges compare Long keys and the first 16 bytes of text keys
+// directly.
 #ifndef LORN_INDEX_ENTRY_SORT_H_
 #define LORN_INDEX_ENTRY_SORT_H_
 
@@ -36,9 +38,8 @@ constexpr DWORD SORT_OUT_BUFFER_SIZE = 65536;
 // a run holds at least three entries. pSrc's content is undefined
 // afterwards; pDest must be another file.
 //
-// Memory: the run buffer, a work area of at most the same size (for runs of
-// entries of 24 bytes or more; 24 bytes per entry of a run below that), and
-// the output buffer. Progress: with pMonitor, the position moves from
+// Memory: at most nRunBytes for the entries of a run, at most as much for
+// its work area, and the output buffer. Progress: with pMonitor, the position moves from
 // where it stands by up to nShare points, never backward, and stands at the
 // start plus nShare when the sort succeeds.
 //

@@ -57,8 +57,8 @@ Entries Sorted(const Entries& arEntries, PFN_COMPARE pfnCompare, DWORD nRunBytes
   for (const std::string& strEntry : arEntries) {
     source.Write(strEntry.data(), static_cast<UINT>(nSize));
   }
-  EXPECT_TRUE(SortEntries(&source, static_cast<DWORD>(arEntries.size()),
-                          static_cast<WORD>(nSize), pfnCompare, &dest, nullptr, 0, nRunBytes));
+  EXPECT_TRUE(SortEntries(&source, static_cast<DWORD>(arEntries.size()), static_cast<WORD>(nSize),
+                          pfnCompare, &dest, nullptr, 0, nRunBytes));
   std::string strAll(nSize * arEntries.size(), '\0');
   dest.Seek(0, CFile::begin);
   EXPECT_EQ(dest.Read(strAll.data(), static_cast<UINT>(strAll.size())), strAll.size());
@@ -87,8 +87,8 @@ TEST(EntrySort, LongKeysKeepArrivalOrderOfEqualKeys) {
   for (size_t nSize : {8, 13}) {
     Entries arEntries;
     for (DWORD nRow = 0; nRow < 3000; ++nRow) {
-      const LONG nKey = nRow % 7 == 0 ? anEdges[random() % 5]
-                                      : static_cast<LONG>(random() % 400) - 200;
+      const LONG nKey =
+          nRow % 7 == 0 ? anEdges[random() % 5] : static_cast<LONG>(random() % 400) - 200;
       arEntries.push_back(Entry(nRow, LongKey(nKey) + std::string(1, char(nRow)), nSize));
     }
     ExpectStableOrder(arEntries, CompareLongEntry);
@@ -125,8 +125,8 @@ TEST(EntrySort, RealKeysFollowTheToleranceOfTheComparison) {
 
 TEST(EntrySort, TextKeysOfEveryLengthAndSharedBeginnings) {
   std::mt19937 random(13);
-  const std::string astrStems[] = {"", "A", "TRUELLE ", "CLE A MOLETTE 62", "ABCDEFGHIJKLMNOPQRSTUVW",
-                                   "\xC9TAU \xC0 BOIS "};
+  const std::string astrStems[] = {
+      "", "A", "TRUELLE ", "CLE A MOLETTE 62", "ABCDEFGHIJKLMNOPQRSTUVW", "\xC9TAU \xC0 BOIS "};
   for (size_t nKey : {2, 5, 9, 17, 26, 40}) {
     for (size_t nExtra : {0, 1}) {  // values, and ranges behind a second key
       Entries arEntries;

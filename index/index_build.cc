@@ -9,6 +9,7 @@
 #include "index/entry_cache.h"
 #include "index/entry_codec.h"
 #include "index/entry_sort.h"
+#include "platform/ctype_locale.h"
 #include "platform/exceptions.h"
 #include "platform/mbcs.h"
 #include "platform/temp_file.h"
@@ -182,14 +183,25 @@ void WriteKey(const CIndex& index, BYTE* pKey, const char* pszValue) {
       // K bytes. In a single-byte page that is a plain cut.
       char* pszKey = reinterpret_cast<char*>(pKey);
       const size_t nKeySize = index.m_nKeySize;
-      if (SingleBytePage()) {
-        const size_t nLength = strnlen(pszText, nKeySize - 1);
-        std::memcpy(pszKey, pszText, nLength);
-        std::memset(pszKey + nLength, 0, nKeySize - nLength);
-      } else {
+      if (!SingleBytePage()) {
         _mbsnbcpy(pszKey, pszText, nKeySize - 1);
         pszKey[nKeySize - 1] = '\0';
+        FoldCase(pszKey, index.m_strLocale, 0);
+        break;
       }
+      const size_t nLength = strnlen(pszText, nKeySize - 1);
+      if (!IsNamedLocale(index.m_strLocale) && IsCtypeLocalePlain()) {
+        // FoldCase of the plain locale under the plain character-type
+        // locale folds ASCII letters only: done while copying.
+        for (size_t i = 0; i < nLength; ++i) {
+          const BYTE c = static_cast<BYTE>(pszText[i]);
+          pKey[i] = static_cast<BYTE>(c - (static_cast<BYTE>(c - 'a') < 26 ? 32 : 0));
+        }
+        std::memset(pKey + nLength, 0, nKeySize - nLength);
+        break;
+      }
+      std::memcpy(pszKey, pszText, nLength);
+      std::memset(pszKey + nLength, 0, nKeySize - nLength);
       FoldCase(pszKey, index.m_strLocale, 0);
       break;
     }

@@ -189,7 +189,7 @@ class LORN_API CFile : public CObject {
  private:
   enum ViewState : BYTE {
     VIEW_NONE,     // no view can be had for this opening
-    VIEW_UNTRIED,  // a view may be made at the first GetView
+    VIEW_UNTRIED,  // a view may be made at the VIEW_AFTER_ASKS-th GetView
     VIEW_MAPPED,   // m_pView holds m_nViewLength bytes
   };
 

@@ -60,6 +60,14 @@ void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
   std::vector<UINT> arLengths(static_cast<size_t>(nCols) + 1);
   CStringArray arSpill;
   CRowTableWriter writer(bWriteOffsets ? &m_fileSide : nullptr);
+  // One type and one size per column, reached without a bounds check per
+  // cell: the arrays are checked once here instead.
+  if (nCols > 0) {
+    (void)m_arColTypes[nCols - 1];
+    (void)m_arColSizes[nCols - 1];
+  }
+  BYTE* const pTypes = m_arColTypes.GetData();
+  BYTE* const pSizes = m_arColSizes.GetData();
   DWORD nRows = 0;
   for (;;) {
     const DWORD nRowPos = m_nFilePos;
@@ -74,8 +82,8 @@ void CCatStd::ScanColumns(BOOL bWriteOffsets, CProgressMonitor* pMonitor) {
       if (nWork == 0) {
         continue;
       }
-      BYTE& nType = m_arColTypes[nCol];
-      BYTE& nSize = m_arColSizes[nCol];
+      BYTE& nType = pTypes[nCol];
+      BYTE& nSize = pSizes[nCol];
       // No value is longer than its cell: a text column already as wide as
       // the cell learns nothing from it, whatever its kind.
       const UINT nLength = arLengths[nCol];

@@ -282,11 +282,9 @@ void CheckRecovers(const std::string& strPath, const std::string& strSidePath,
 int CutAtEveryStep(const std::function<void()>& fnSetUp, const std::function<void()>& fnWork,
                    const std::function<void(const std::string&)>& fnCheck) {
   for (int nStep = 1; nStep < 100000; ++nStep) {
-    bool bCut = false;
     for (bool bTear : {false, true}) {
       fnSetUp();
-      bCut = RunCut(nStep, bTear, fnWork);
-      if (!bCut) {
+      if (!RunCut(nStep, bTear, fnWork)) {
         return nStep - 1;
       }
       fnCheck("cut at change " + std::to_string(nStep) + (bTear ? ", torn" : ""));

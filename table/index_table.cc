@@ -137,9 +137,9 @@ BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgre
       const bool bInLine = entry.nCol < nRead;
       const char* pszCell = bInLine ? arCells[entry.nCol] : "";
       const char* pszValue = nullptr;
-      BYTE nKind = PeekCell(pszCell, bInLine ? arLengths[entry.nCol] : 0, &pszValue,
-                            table.m_cRangeOpen, table.m_cRangeClose, table.m_cValueSep,
-                            table.m_cAnyValue);
+      BYTE nKind =
+          PeekCell(pszCell, bInLine ? arLengths[entry.nCol] : 0, &pszValue, table.m_cRangeOpen,
+                   table.m_cRangeClose, table.m_cValueSep, table.m_cAnyValue);
       BOOL bAdded = TRUE;
       if (nKind == CELL_SINGLE) {
         bAdded = entry.pIndex->AddValue(nRow, pszValue);

@@ -70,10 +70,9 @@ const unsigned char* LeadBytesInForce() {
 // One bit for each stop byte among the 16 bytes at p, the first byte lowest.
 inline unsigned int StopMask16(const BYTE* p, const __m128i& vSep) {
   const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  const __m128i vHit =
-      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, vSep), _mm_cmpeq_epi8(v, _mm_set1_epi8(CR))),
-                   _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(LF)),
-                                _mm_cmpeq_epi8(v, _mm_setzero_si128())));
+  const __m128i vHit = _mm_or_si128(
+      _mm_or_si128(_mm_cmpeq_epi8(v, vSep), _mm_cmpeq_epi8(v, _mm_set1_epi8(CR))),
+      _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(LF)), _mm_cmpeq_epi8(v, _mm_setzero_si128())));
   return static_cast<unsigned int>(_mm_movemask_epi8(vHit));
 }
 #endif

@@ -24,11 +24,11 @@ void CRowTableWriter::Flush() {
 
 BOOL ReadRowEntries(CFile* pFile, DWORD nTablePos, DWORD nRow, UINT nCount, DWORD* pEntries) {
   const ULONGLONG nPos = static_cast<ULONGLONG>(nTablePos) + ULONGLONG{ROW_ENTRY_SIZE} * nRow;
-  BYTE bytes[2 * ROW_ENTRY_SIZE];
   if (nCount == 0 || nCount > 2) {
     return FALSE;
   }
   // Served from the sidecar's view when it has one: no system call.
+  BYTE bytes[2 * ROW_ENTRY_SIZE];
   const UINT nWant = nCount * ROW_ENTRY_SIZE;
   if (pFile->ReadAt(nPos, bytes, nWant) != nWant) {
     return FALSE;
