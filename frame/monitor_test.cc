@@ -36,14 +36,6 @@ TEST(Monitor, MessageTable) {
   EXPECT_EQ(std::string(strText),
             "D\xE9"
             "compactage de la table %s");
-  GetMessageText(MSG_DECRYPT_TITLE, strText);
-  EXPECT_EQ(std::string(strText),
-            "D\xE9"
-            "cryptage de la table %s");
-  GetMessageText(MSG_CREATE_FAILED, strText);
-  EXPECT_EQ(std::string(strText),
-            "Cr\xE9"
-            "ation du fichier %s impossible (%d)...");
   GetMessageText(12, strText);
   EXPECT_TRUE(strText.IsEmpty());
 }
