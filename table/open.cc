@@ -102,8 +102,8 @@ BOOL CCatStd::Open(const char* pszPath) {
   const BOOL bChanged = !bNew && !SameFileTime(m_tStamp, tStamp);
 
   // An exception from here on (a file error, a header cell too long for the
-  // buffer, a sidecar too short for its header) passes on with the table
-  // closed, so that no half-read state is taken for an open table.
+  // buffer) passes on with the table closed, so that no half-read state is
+  // taken for an open table.
   try {
     if (bNew || (!bChanged && !m_bIndexed)) {
       m_bIndexed = FileExists(strSide);

@@ -126,8 +126,6 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
         CopyFileRange(&fileOut, &m_fileData, s_pBuffer, nBufSize, static_cast<LONG>(block.nSrc),
                       static_cast<LONG>(block.nSrc + nLength));
       }
-      // The new file is on the disk before it takes the table's name.
-      fileOut.Flush();
       fileOut.Close();
     } catch (...) {
       fileOut.Abort();

@@ -115,12 +115,15 @@ LORN_INTERNAL BOOL IsScrambledPath(const CString& strPath);
 // goes again and the exception passes on. The old file is left under
 // strSpare for the caller to remove. On a file system without hard links
 // the old file is renamed to strSpare first, with a moment between the two
-// renames. REQUIRES: no file strSpare (it raises before anything moved).
+// renames. The new file is committed to the disk before it takes the name,
+// and the directory after, so that a power loss too leaves the old table or
+// the new one. REQUIRES: no file strSpare (it raises before anything moved).
 LORN_INTERNAL void SwapInFile(const CString& strPath, const CString& strNew,
                               const CString& strSpare);
 // Gives the file strNew the name strPath in one step, replacing a file of
 // that name if there is one; a read-only file or a directory strPath is
-// refused as CFile::Remove refuses it. Raises CFileException.
+// refused as CFile::Remove refuses it. Committed to the disk as SwapInFile
+// commits. Raises CFileException.
 LORN_INTERNAL void ReplaceFile(const CString& strNew, const CString& strPath);
 // Removes a file if it exists; errors are dropped. For clean-up on the way
 // out of a failed operation.
