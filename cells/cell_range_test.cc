@@ -37,27 +37,26 @@ short CompareReal(const CCellStd& cell, double d) {
 }
 
 TEST(CellRange, LongBoundsOpenAndClosed) {
+  const LONG anProbes[] = {0, 1, 3, 5, 6};
   struct Case {
     const char* pszCell;
     BYTE nFlags;
-    short nAt0, nAt1, nAt3, nAt5, nAt6;
+    short anAt[5];  // the comparison at each probe
   };
   const Case cases[] = {
-      {"(1..5)", 5, -1, 0, 0, 0, 1},
-      {")1..5(", 10, -1, -1, 0, 1, 1},
-      {"(1..5(", 9, -1, 0, 0, 1, 1},
-      {")1..5)", 6, -1, -1, 0, 0, 1},
+      {"(1..5)", 5, {-1, 0, 0, 0, 1}},
+      {")1..5(", 10, {-1, -1, 0, 1, 1}},
+      {"(1..5(", 9, {-1, 0, 0, 1, 1}},
+      {")1..5)", 6, {-1, -1, 0, 0, 1}},
   };
   for (const Case& c : cases) {
     auto pCell = Parse(c.pszCell, COL_TYPE_LONG);
     ASSERT_NE(pCell, nullptr) << c.pszCell;
     EXPECT_TRUE(pCell->IsKindOf(RUNTIME_CLASS(CCellRangeLong)));
     EXPECT_EQ(pCell->GetFlags(), c.nFlags);
-    EXPECT_EQ(CompareLong(*pCell, 0), c.nAt0) << c.pszCell;
-    EXPECT_EQ(CompareLong(*pCell, 1), c.nAt1) << c.pszCell;
-    EXPECT_EQ(CompareLong(*pCell, 3), c.nAt3) << c.pszCell;
-    EXPECT_EQ(CompareLong(*pCell, 5), c.nAt5) << c.pszCell;
-    EXPECT_EQ(CompareLong(*pCell, 6), c.nAt6) << c.pszCell;
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(CompareLong(*pCell, anProbes[i]), c.anAt[i]) << c.pszCell << " at " << anProbes[i];
+    }
     EXPECT_EQ(pCell->Compare(nullptr), 1);
   }
 
@@ -169,10 +168,7 @@ TEST(CellFactory, ArchiveRoundTripKeepsDecimalsAndFlags) {
   }
   // (1..5) as Long: kind, type, flags, count 2, "1", "5".
   const std::string strBytes = lorn_test::ReadFile(strPath);
-  EXPECT_EQ(strBytes.substr(0, 9), std::string("\x02\x01\x05\x02\x00\x01"
-                                               "1\x01"
-                                               "5",
-                                               9));
+  EXPECT_EQ(strBytes.substr(0, 9), (std::string{2, 1, 5, 2, 0, 1, '1', 1, '5'}));
 
   CFile file(strPath.c_str(), CFile::modeRead);
   CArchive ar(&file, CArchive::load);

@@ -33,11 +33,9 @@ TEST(Comparators, PatternTable) {
 
 TEST(Comparators, MultiByteStepsByCharacter) {
   CLocaleScope scope("jpn");
-  const char* pszKanji =
-      "\x88\x9F"
-      "B";  // one double-byte character, then "B"
-  EXPECT_EQ(MatchTextMb(pszKanji, "?B"), 0);
-  EXPECT_EQ(MatchText(pszKanji, "?B"), 1);
+  const char* pszKanji = "\x88\x9FZ";  // one double-byte character, then "Z"
+  EXPECT_EQ(MatchTextMb(pszKanji, "?Z"), 0);
+  EXPECT_EQ(MatchText(pszKanji, "?Z"), 1);
   EXPECT_EQ(MatchTextMb(pszKanji, "\xDF"), 1);  // above every single byte
   EXPECT_EQ(MatchTextMb("A\x88", "A"), 0);      // a lead byte before the NUL ends it
   EXPECT_EQ(CompareTextMb("\xDF", pszKanji), -1);
@@ -57,12 +55,8 @@ TEST(Comparators, NumbersAndTexts) {
   EXPECT_EQ(CompareText("\xE9", "z"), 1);  // bytes unsigned
   EXPECT_EQ(CompareText("ab", "abc"), -1);
   // Entries compare behind their 4-byte row number.
-  const char szEntry1[] =
-      "\x09\0\0\0"
-      "B";
-  const char szEntry2[] =
-      "\x01\0\0\0"
-      "A";
+  const char szEntry1[] = "\x09\0\0\0B";
+  const char szEntry2[] = "\x01\0\0\0A";
   EXPECT_EQ(CompareTextEntry(szEntry1, szEntry2), 1);
   EXPECT_EQ(CompareTextMbEntry(szEntry2, szEntry1), -1);
   const LONG anEntry1[2] = {9, -7};

@@ -75,49 +75,31 @@ TEST_F(LocaleScopeTest, FoldCase) {
   // like a letter stays under a double-byte page.
   char szNamed[] = "\xE9t\xE9";
   char szPlain[] = "\xE9t\xE9";
-  char szJapanese[] =
-      "\x82"
-      "ab";
+  char szJapanese[] = "\202ab";  // 0x82 0x61, then "b"
   FoldCase(szNamed, "fra", 0);
   FoldCase(szPlain, "C", 0);
   FoldCase(szJapanese, "jpn", 0);
   EXPECT_EQ(std::string(szNamed), "\xC9T\xC9");
   EXPECT_EQ(std::string(szPlain), "\xE9T\xE9");
-  EXPECT_EQ(std::string(szJapanese),
-            "\x82"
-            "aB");
+  EXPECT_EQ(std::string(szJapanese), "\202aB");
   EXPECT_EQ(Ctype(), "C");
   EXPECT_EQ(_getmbcp(), 1252);
 }
 
 TEST_F(LocaleScopeTest, MbStringCountsCharacters) {
   CLocaleScope scope("jpn");
-  const CString str(
-      "a\x82"
-      "aba");  // "a", a double-byte character, "b", "a"
+  const CString str("a\202aba");  // "a", the double-byte character 0x82 0x61, "b", "a"
   EXPECT_EQ(MbFind(str, 'b'), 2);
   EXPECT_EQ(MbReverseFind(str, 'a'), 3);
   EXPECT_EQ(MbFind(str, 0x8261), 1);
-  EXPECT_EQ(MbFind(CString("\x82"
-                           "a"),
-                   'a'),
-            -1);  // a trail byte is no match
-  EXPECT_EQ(MbReverseFind(CString("\x82"
-                                  "a"),
-                          'a'),
-            -1);
-  EXPECT_EQ(std::string(MbLeft(str, 2)),
-            "a\x82"
-            "a");
-  EXPECT_EQ(std::string(MbRight(str, 3)),
-            "\x82"
-            "aba");
+  EXPECT_EQ(MbFind(CString("\202a"), 'a'), -1);  // a trail byte is no match
+  EXPECT_EQ(MbReverseFind(CString("\202a"), 'a'), -1);
+  EXPECT_EQ(std::string(MbLeft(str, 2)), "a\202a");
+  EXPECT_EQ(std::string(MbRight(str, 3)), "\202aba");
   EXPECT_EQ(std::string(MbRight(str, 4)), std::string(str));
   CString strOut("x");
   MbAppend(strOut, 0x8261);
-  EXPECT_EQ(std::string(strOut),
-            "x\x82"
-            "a");
+  EXPECT_EQ(std::string(strOut), "x\202a");
 }
 
 }  // namespace

@@ -33,30 +33,18 @@ TEST(Monitor, MessageTable) {
   GetMessageText(MSG_SORT_FAILED, strText);
   EXPECT_STREQ(strText, "Tri imposssible...");
   GetMessageText(MSG_UNCOMPACT_TITLE, strText);
-  EXPECT_EQ(std::string(strText),
-            "D\xE9"
-            "compactage de la table %s");
+  EXPECT_EQ(std::string(strText), "D\351compactage de la table %s");
   GetMessageText(12, strText);
   EXPECT_TRUE(strText.IsEmpty());
 }
 
-TEST(Monitor, BaseClassRemembersPositionAndGivesStockWording) {
-  CProgressMonitor monitor;
+TEST(Monitor, BaseClassKeepsThePositionAndTitlesAreFormatted) {
+  CRecordingMonitor monitor;
   EXPECT_EQ(monitor.GetPos(), 0);
   monitor.SetPos(250);  // not limited to 100
   monitor.End();
   EXPECT_EQ(monitor.GetPos(), 250);
-  CString strText;
-  CString strStock;
-  for (WORD nId = 0; nId <= 12; ++nId) {
-    monitor.GetMessage(nId, strText);
-    GetMessageText(nId, strStock);
-    EXPECT_EQ(strText, strStock) << nId;
-  }
-}
-
-TEST(Monitor, TitleIsFormattedWithItsArgument) {
-  CRecordingMonitor monitor;
+  // The stock wording, formatted with the argument.
   MonitorTitle(&monitor, MSG_INDEX_TITLE, "cat.txt");
   MonitorTitle(&monitor, MSG_SEARCH_WAIT, "ignored");
   MonitorStep(&monitor, MSG_INDEX_SORT);

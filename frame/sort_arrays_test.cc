@@ -74,24 +74,20 @@ Values StepwiseIntersect(Values ar, const Values& arOther, bool bUnique) {
   return ar;
 }
 
-Values MergeOf(const Values& ar, const Values& arOther, bool bUnique) {
+// The array after Merge, or after Intersect; the size returned is checked.
+Values MergeOf(const Values& ar, const Values& arOther, bool bUnique, bool bIntersect = false) {
   CSortDWordArray array;
   CDWordArray other;
   Fill(array, ar);
   Fill(other, arOther);
-  const INT_PTR nSize = array.Merge(&other, bUnique);
+  const INT_PTR nSize =
+      bIntersect ? array.Intersect(&other, bUnique) : array.Merge(&other, bUnique);
   EXPECT_EQ(nSize, array.GetSize());
   return Contents(array);
 }
 
 Values IntersectOf(const Values& ar, const Values& arOther, bool bUnique) {
-  CSortDWordArray array;
-  CDWordArray other;
-  Fill(array, ar);
-  Fill(other, arOther);
-  const INT_PTR nSize = array.Intersect(&other, bUnique);
-  EXPECT_EQ(nSize, array.GetSize());
-  return Contents(array);
+  return MergeOf(ar, arOther, bUnique, true);
 }
 
 // A result whose low 16 bits are 0 reads as "equal" in the middle steps.

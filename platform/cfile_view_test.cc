@@ -104,9 +104,7 @@ struct COutcome {
   ULONGLONG nResult = 0;
   int nCause = -1;
   std::string strBytes;
-  bool operator==(const COutcome& other) const {
-    return nResult == other.nResult && nCause == other.nCause && strBytes == other.strBytes;
-  }
+  bool operator==(const COutcome& other) const = default;
 };
 
 TEST(CFile, ReadOnlyFileKeepsItsPositionAsTheDescriptorWould) {
@@ -141,25 +139,13 @@ TEST(CFile, ReadOnlyFileKeepsItsPositionAsTheDescriptorWould) {
       return outcome;
     });
   };
-  const std::vector<FOperation> arOperations = {read(5),
-                                                seek(1, CFile::current),
-                                                read(5),
-                                                seek(-5, CFile::end),
-                                                read(100),
-                                                read(1),
-                                                seek(-3, CFile::current),
-                                                read(2),
-                                                seek(-100, CFile::current),
-                                                seek(-1, CFile::begin),
-                                                seek(100, CFile::begin),
-                                                read(3),
-                                                seek(0x100000000LL, CFile::begin),
-                                                seek(1LL << 44, CFile::begin),
-                                                seek(1LL << 62, CFile::begin),
-                                                seek(0x7FFFFFFFFFFFFFFFLL, CFile::begin),
-                                                seek(1, CFile::current),
-                                                seek(3, 7),
-                                                seek(0, CFile::end)};
+  const std::vector<FOperation> arOperations(
+      {read(5), seek(1, CFile::current), read(5), seek(-5, CFile::end), read(100), read(1),
+       seek(-3, CFile::current), read(2), seek(-100, CFile::current), seek(-1, CFile::begin),
+       seek(100, CFile::begin), read(3), seek(0x100000000LL, CFile::begin),
+       seek(1LL << 44, CFile::begin), seek(1LL << 62, CFile::begin),
+       seek(0x7FFFFFFFFFFFFFFFLL, CFile::begin), seek(1, CFile::current), seek(3, 7),
+       seek(0, CFile::end)});
   CFile reader(strPath.c_str(), CFile::modeRead | CFile::shareDenyNone);
   CFile updater(strTwin.c_str(), CFile::modeReadWrite | CFile::shareDenyNone);
   for (size_t i = 0; i < arOperations.size(); ++i) {

@@ -29,15 +29,9 @@ IMPLEMENT_DYNCREATE(CTestCreatable, CObject)
 
 namespace {
 
-TEST(CRuntimeClass, RecordsAndDerivation) {
+TEST(CRuntimeClass, DerivationNamesAndCreation) {
   const CRuntimeClass* pBase = RUNTIME_CLASS(CTestBase);
   const CRuntimeClass* pDerived = RUNTIME_CLASS(CTestDerived);
-  EXPECT_STREQ("CTestBase", pBase->m_lpszClassName);
-  EXPECT_EQ(3u, pBase->m_wSchema);
-  EXPECT_EQ(static_cast<int>(sizeof(CTestBase)), pBase->m_nObjectSize);
-  EXPECT_EQ(RUNTIME_CLASS(CObject), pBase->m_pBaseClass);
-  EXPECT_EQ(nullptr, RUNTIME_CLASS(CObject)->m_pBaseClass);
-
   EXPECT_TRUE(pDerived->IsDerivedFrom(pBase));
   EXPECT_TRUE(pDerived->IsDerivedFrom(RUNTIME_CLASS(CObject)));
   EXPECT_TRUE(pBase->IsDerivedFrom(pBase));
@@ -52,9 +46,7 @@ TEST(CRuntimeClass, RecordsAndDerivation) {
   EXPECT_FALSE(object.IsKindOf(RUNTIME_CLASS(CTestCreatable)));
   EXPECT_FALSE(object.IsSerializable());  // a dynamic record has no schema
   EXPECT_TRUE(CTestBase().IsSerializable());
-}
 
-TEST(CRuntimeClass, FromNameAndCreateObject) {
   EXPECT_EQ(RUNTIME_CLASS(CTestBase), CRuntimeClass::FromName("CTestBase"));
   EXPECT_EQ(RUNTIME_CLASS(CObject), CRuntimeClass::FromName("CObject"));
   EXPECT_EQ(nullptr, CRuntimeClass::FromName("CTestBas"));

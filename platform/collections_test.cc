@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <vector>
 
 namespace {
 
 std::vector<DWORD> Elements(const CDWordArray& ar) {
-  std::vector<DWORD> arOut;
-  for (INT_PTR i = 0; i < ar.GetSize(); ++i) {
-    arOut.push_back(ar[i]);
-  }
-  return arOut;
+  return std::vector<DWORD>(ar.GetData(), ar.GetData() + ar.GetSize());
 }
 
 CDWordArray* MakeArray(CDWordArray& ar, std::initializer_list<DWORD> values) {
@@ -146,17 +143,11 @@ TEST(CElementArray, StringAndPointerElements) {
 }
 
 TEST(CElementArray, ClassRecords) {
-  CByteArray arBytes;
-  CStringArray arStrings;
-  CObArray arObjects;
-  EXPECT_TRUE(arBytes.IsSerializable());
-  EXPECT_FALSE(arStrings.IsKindOf(RUNTIME_CLASS(CByteArray)));
-  EXPECT_FALSE(arObjects.IsSerializable());
-  EXPECT_EQ(RUNTIME_CLASS(CDWordArray), CRuntimeClass::FromName("CDWordArray"));
-  CObject* pObject = RUNTIME_CLASS(CWordArray)->CreateObject();
+  EXPECT_TRUE(CByteArray().IsSerializable());
+  EXPECT_FALSE(CObArray().IsSerializable());
+  std::unique_ptr<CObject> pObject(CRuntimeClass::FromName("CWordArray")->CreateObject());
   ASSERT_NE(nullptr, pObject);
   EXPECT_TRUE(pObject->IsKindOf(RUNTIME_CLASS(CWordArray)));
-  delete pObject;
 }
 
 TEST(CMapStringToPtr, LookupSetRemove) {

@@ -9,11 +9,11 @@
 
 namespace {
 
-// Puts the character-type locale and the code page back as they were.
-class CLocaleGuard {
- public:
-  CLocaleGuard() : m_strLocale(SetCtypeLocale(nullptr)), m_nMbcp(_getmbcp()) {}
-  ~CLocaleGuard() {
+// Each test puts the character-type locale and the code page back as they were.
+class CtypeLocale : public ::testing::Test {
+ protected:
+  CtypeLocale() : m_strLocale(SetCtypeLocale(nullptr)), m_nMbcp(_getmbcp()) {}
+  ~CtypeLocale() override {
     SetCtypeLocale(m_strLocale.c_str());
     _setmbcp(m_nMbcp);
   }
@@ -31,20 +31,18 @@ const int s_nStartMbcp = _getmbcp();
 
 }  // namespace
 
-TEST(CtypeLocale, ProcessStartsPlain) {
+TEST_F(CtypeLocale, ProcessStartsPlain) {
   EXPECT_EQ(s_strStartLocale, "C");
   EXPECT_TRUE(s_bStartPlain);
   EXPECT_EQ(s_nStartCtypePage, 1252);
   EXPECT_EQ(s_nStartMbcp, 1252);
   // The host's default name is the plain locale.
-  CLocaleGuard guard;
   ASSERT_NE(SetCtypeLocale("fra"), nullptr);
   EXPECT_STREQ(SetCtypeLocale(GetHostDefaultLocale()), "C");
   EXPECT_TRUE(IsCtypeLocalePlain());
 }
 
-TEST(CtypeLocale, AcceptsKnownNamesWithoutRegardToCase) {
-  CLocaleGuard guard;
+TEST_F(CtypeLocale, AcceptsKnownNamesWithoutRegardToCase) {
   const struct {
     const char* pszGiven;
     const char* pszStored;
@@ -75,8 +73,7 @@ TEST(CtypeLocale, AcceptsKnownNamesWithoutRegardToCase) {
   }
 }
 
-TEST(CtypeLocale, RefusedNamesChangeNothing) {
-  CLocaleGuard guard;
+TEST_F(CtypeLocale, RefusedNamesChangeNothing) {
   ASSERT_STREQ(SetCtypeLocale("rus"), "rus");
   for (const char* pszBad : {"xyz", "Japanese", "Norwegian", "fr_FR.1252", "fra.1252", ".437",
                              ".01252", ".", "fra.", "xx.1252", "C ", " fra", "fra_FR", "C.1252"}) {

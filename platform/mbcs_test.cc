@@ -9,11 +9,11 @@
 
 namespace {
 
-// Puts the code page and the character-type locale back as they were.
-class CTextStateGuard {
- public:
-  CTextStateGuard() : m_strLocale(SetCtypeLocale(nullptr)), m_nMbcp(_getmbcp()) {}
-  ~CTextStateGuard() {
+// Each test puts the code page and the character-type locale back as they were.
+class Mbcs : public ::testing::Test {
+ protected:
+  Mbcs() : m_strLocale(SetCtypeLocale(nullptr)), m_nMbcp(_getmbcp()) {}
+  ~Mbcs() override {
     SetCtypeLocale(m_strLocale.c_str());
     _setmbcp(m_nMbcp);
   }
@@ -25,12 +25,9 @@ class CTextStateGuard {
 
 }  // namespace
 
-TEST(Mbcs, StepsByCharacter) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, StepsByCharacter) {
   ASSERT_EQ(_setmbcp(932), 0);
-  const char* p =
-      "A\x83\x5C"
-      "B";
+  const char* p = "A\x83\\B";
   EXPECT_EQ(_ismbblead(0x83), 1);
   EXPECT_EQ(_ismbblead(static_cast<unsigned int>(p[1])), 1);  // sign-extended char
   EXPECT_EQ(_ismbblead('A'), 0);
@@ -49,12 +46,9 @@ TEST(Mbcs, StepsByCharacter) {
   EXPECT_EQ(_mbslen(p), 4u);
 }
 
-TEST(Mbcs, SearchNeverMatchesATrailByte) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, SearchNeverMatchesATrailByte) {
   ASSERT_EQ(_setmbcp(932), 0);
-  const char* p =
-      "x\x83\x5C"
-      "a\\b";
+  const char* p = "x\x83\\a\\b";
   EXPECT_EQ(_mbschr(p, '\\'), p + 4);
   EXPECT_EQ(_mbschr("\x83\x5C", '\\'), nullptr);
   EXPECT_EQ(_mbschr(p, 0x835C), p + 1);
@@ -73,8 +67,7 @@ TEST(Mbcs, SearchNeverMatchesATrailByte) {
   EXPECT_EQ(_mbsstr(r, "\\\\"), r + 2);
 }
 
-TEST(Mbcs, LeadByteBeforeNulEndsTheText) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, LeadByteBeforeNulEndsTheText) {
   ASSERT_EQ(_setmbcp(936), 0);
   char sz[] = "a\x83";
   EXPECT_EQ(_mbslen(sz), 1u);
@@ -90,8 +83,7 @@ TEST(Mbcs, LeadByteBeforeNulEndsTheText) {
   EXPECT_STREQ(_mbsupr(sz), "A\x83");
 }
 
-TEST(Mbcs, ComparesDoubleByteCharactersAboveSingleBytes) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, ComparesDoubleByteCharactersAboveSingleBytes) {
   ASSERT_EQ(_setmbcp(932), 0);
   EXPECT_EQ(_mbscmp("\x81\x40", "\xDF"), 1);
   EXPECT_EQ(_mbscmp("\xDF", "\x81\x40"), -1);
@@ -105,28 +97,21 @@ TEST(Mbcs, ComparesDoubleByteCharactersAboveSingleBytes) {
   EXPECT_EQ(_mbsicmp("\xE9t\xE9", "\xC9T\xC9"), 0);
 }
 
-TEST(Mbcs, CopiesWholeCharactersAndPads) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, CopiesWholeCharactersAndPads) {
   ASSERT_EQ(_setmbcp(932), 0);
-  const char* src =
-      "A\x83\x5C"
-      "B";
-  char dst[10];
-  std::memset(dst, 'x', sizeof(dst));
-  EXPECT_EQ(_mbsnbcpy(dst, src, 2), dst);
-  EXPECT_EQ(std::string(dst, 3), std::string("A\0x", 3));
-  std::memset(dst, 'x', sizeof(dst));
-  _mbsnbcpy(dst, src, 3);
-  EXPECT_EQ(std::string(dst, 4), "A\x83\x5Cx");
-  std::memset(dst, 'x', sizeof(dst));
-  _mbsnbcpy(dst, src, 8);
-  EXPECT_EQ(std::string(dst, 9), std::string("A\x83\x5C"
-                                             "B\0\0\0\0x",
-                                             9));
+  // The first nCount + 1 bytes of a buffer of "x" after copying nCount.
+  auto Copy = [](size_t nCount) {
+    char dst[10];
+    std::memset(dst, 'x', sizeof(dst));
+    EXPECT_EQ(_mbsnbcpy(dst, "A\x83\\B", nCount), dst);
+    return std::string(dst, nCount + 1);
+  };
+  EXPECT_EQ(Copy(2), std::string("A\0x", 3));
+  EXPECT_EQ(Copy(3), "A\x83\x5Cx");
+  EXPECT_EQ(Copy(8), std::string("A\x83\\B\0\0\0\0x", 9));
 }
 
-TEST(Mbcs, FoldsCaseUnderTheMultiByteCodePage) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, FoldsCaseUnderTheMultiByteCodePage) {
   ASSERT_EQ(_setmbcp(1252), 0);
   char sz1252[] = "caf\xE9 \xFF \x9A \xDF\xB5";
   EXPECT_STREQ(_mbsupr(sz1252), "CAF\xC9 \x9F \x8A \xDF\xB5");
@@ -148,8 +133,7 @@ TEST(Mbcs, FoldsCaseUnderTheMultiByteCodePage) {
   EXPECT_STREQ(_mbsupr(szSame), "A\x83\x41");
 }
 
-TEST(Mbcs, ByteFoldingFollowsTheCtypeLocale) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, ByteFoldingFollowsTheCtypeLocale) {
   ASSERT_STREQ(SetCtypeLocale("C"), "C");
   char szPlain[] = "caf\xE9";
   EXPECT_STREQ(_strupr(szPlain), "CAF\xE9");
@@ -164,38 +148,30 @@ TEST(Mbcs, ByteFoldingFollowsTheCtypeLocale) {
   EXPECT_EQ(_toupper_ctype(0xE9), 0xC9);
   EXPECT_EQ(_stricmp("\xC9", "\xE9"), 0);
   ASSERT_STREQ(SetCtypeLocale("jpn"), "jpn");
-  char szJpn[] =
-      "a\x83\x61"
-      "b";
-  EXPECT_STREQ(_strupr(szJpn),
-               "A\x83\x61"
-               "B");
+  char szJpn[] = "a\x83\x61z";
+  EXPECT_STREQ(_strupr(szJpn), "A\x83\x61Z");
 }
 
-TEST(Mbcs, SetsTheCodePage) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, SetsTheCodePage) {
   EXPECT_EQ(_setmbcp(949), 0);
   EXPECT_EQ(_getmbcp(), 949);
   EXPECT_EQ(_setmbcp(-3), 0);
   EXPECT_EQ(_getmbcp(), 1252);
-  ASSERT_NE(SetCtypeLocale("rus"), nullptr);
-  EXPECT_EQ(_setmbcp(-4), 0);
-  EXPECT_EQ(_getmbcp(), 1251);
-  ASSERT_NE(SetCtypeLocale("cht"), nullptr);
-  EXPECT_EQ(_setmbcp(-4), 0);
-  EXPECT_EQ(_getmbcp(), 950);
-  EXPECT_EQ(_ismbblead(0x81), 1);
-  ASSERT_NE(SetCtypeLocale("C"), nullptr);
-  EXPECT_EQ(_setmbcp(-4), 0);
-  EXPECT_EQ(_getmbcp(), 1252);
+  // -4: the code page of the character-type locale.
+  for (const auto& [pszLocale, nPage] :
+       {std::pair<const char*, int>{"rus", 1251}, {"cht", 950}, {"C", 1252}}) {
+    ASSERT_NE(SetCtypeLocale(pszLocale), nullptr);
+    EXPECT_EQ(_setmbcp(-4), 0);
+    EXPECT_EQ(_getmbcp(), nPage);
+    EXPECT_EQ(_ismbblead(0x81), nPage == 950 ? 1 : 0) << pszLocale;
+  }
   for (int nBad : {437, 0, -1, -2, 65001}) {
     EXPECT_EQ(_setmbcp(nBad), -1) << nBad;
     EXPECT_EQ(_getmbcp(), 1252) << nBad;
   }
 }
 
-TEST(Mbcs, ConvertsWideTextToTheCodePage) {
-  CTextStateGuard guard;
+TEST_F(Mbcs, ConvertsWideTextToTheCodePage) {
   ASSERT_EQ(_setmbcp(1252), 0);
   const std::u16string strText = u"caf\u00E9 \u20AC\u0416\U0001F600\uFFFD";
   EXPECT_EQ(WideToMultiByte(strText.data(), strText.size()), "caf\xE9 \x80???");

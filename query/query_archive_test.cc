@@ -1,6 +1,7 @@
 // Queries and result views stored in archives and loaded again.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "platform/carchive.h"
@@ -18,18 +19,21 @@ using lorn_test::Rows;
 std::string Str(const std::string& text) {  // short archive string
   return std::string(1, static_cast<char>(text.size())) + text;
 }
-std::string Word(unsigned n) { return {static_cast<char>(n & 0xFF), static_cast<char>(n >> 8)}; }
-std::string DWord(unsigned n) { return Word(n & 0xFFFF) + Word(n >> 16); }
+std::string Word(unsigned n) {
+  return {static_cast<char>(n & 0xFF), static_cast<char>(n >> 8)};
+}
+std::string DWord(unsigned n) {
+  return Word(n & 0xFFFF) + Word(n >> 16);
+}
 
 class QueryArchiveTest : public ::testing::Test {
  protected:
   void SetUp() override {
     path_ = dir_.File("ART.TXT");
-    lorn_test::WriteFile(path_, MakeTable({{"REF", "COLOR"},
-                                           {"A1", "red"},
-                                           {"A2", "blue*red"},
-                                           {"A3", "green"},
-                                           {"A4", "red"}}));
+    lorn_test::WriteFile(
+        path_,
+        MakeTable(
+            {{"REF", "COLOR"}, {"A1", "red"}, {"A2", "blue*red"}, {"A3", "green"}, {"A4", "red"}}));
   }
 
   template <class T>
@@ -39,6 +43,15 @@ class QueryArchiveTest : public ::testing::Test {
     CArchive ar(&file, CArchive::store);
     ar << static_cast<const CObject*>(pObject);
     ar.Close();
+  }
+
+  template <class T>
+  std::unique_ptr<T> Load(const std::string& archivePath) {
+    CFile file(archivePath.c_str(), CFile::modeRead);
+    CArchive ar(&file, CArchive::load);
+    T* pLoaded = nullptr;
+    ar >> pLoaded;
+    return std::unique_ptr<T>(pLoaded);
   }
 
   lorn_test::TempDir dir_;
@@ -64,11 +77,7 @@ TEST_F(QueryArchiveTest, QueryStoresItsLinkRowsAndDefinition) {
                      Str("A3") + Word(1) + "|";
   EXPECT_EQ(lorn_test::ReadFile(archive), want);
 
-  CFile file;
-  ASSERT_TRUE(file.Open(archive.c_str(), CFile::modeRead));
-  CArchive ar(&file, CArchive::load);
-  CQueryStd* pLoaded = nullptr;
-  ar >> pLoaded;
+  auto pLoaded = Load<CQueryStd>(archive);
   ASSERT_NE(pLoaded, nullptr);
   EXPECT_TRUE(pLoaded->IsOpen());
   EXPECT_EQ(pLoaded->GetCriteriaCount(), 2);
@@ -77,7 +86,7 @@ TEST_F(QueryArchiveTest, QueryStoresItsLinkRowsAndDefinition) {
   EXPECT_FALSE(pLoaded->m_bDone);
   EXPECT_EQ(Rows(pLoaded->GetRows()), (std::vector<DWORD>{0, 1, 2, 3}));
   EXPECT_EQ(pLoaded->m_arOperators.GetSize(), 1);
-  delete pLoaded;
+  EXPECT_THROW(Load<CResultStd>(archive), CArchiveException);  // not the class stored
 }
 
 TEST_F(QueryArchiveTest, ViewOnQueryTravelsWithItsMaster) {
@@ -98,11 +107,8 @@ TEST_F(QueryArchiveTest, ViewOnQueryTravelsWithItsMaster) {
   // The view's own fields close the archive: version 1, one column, 1.
   EXPECT_EQ(bytes.substr(bytes.size() - 4), "\x01" + Word(1) + "\x01");
 
-  CFile file;
-  ASSERT_TRUE(file.Open(archive.c_str(), CFile::modeRead));
-  CArchive ar(&file, CArchive::load);
-  CResultStd* pLoaded = nullptr;
-  ar >> pLoaded;
+  // The master the archive made goes with the last view.
+  auto pLoaded = Load<CResultStd>(archive);
   ASSERT_NE(pLoaded, nullptr);
   ASSERT_NE(pLoaded->GetMasterSet(), nullptr);
   EXPECT_EQ(pLoaded->m_arCols.GetSize(), 1);
@@ -110,18 +116,6 @@ TEST_F(QueryArchiveTest, ViewOnQueryTravelsWithItsMaster) {
   CStringArray arCells;
   ASSERT_TRUE(pLoaded->GetRowCells(1, &arCells));
   EXPECT_STREQ(arCells[0], "blue*red");
-  delete pLoaded;  // the master the archive made goes with the last view
-}
-
-TEST_F(QueryArchiveTest, WrongClassIsRefused) {
-  CQueryStd query(path_.c_str());
-  std::string archive = dir_.File("query.bin");
-  Store(&query, archive);
-  CFile file;
-  ASSERT_TRUE(file.Open(archive.c_str(), CFile::modeRead));
-  CArchive ar(&file, CArchive::load);
-  CResultStd* pLoaded = nullptr;
-  EXPECT_THROW(ar >> pLoaded, CArchiveException);
 }
 
 }  // namespace

@@ -28,97 +28,79 @@
 
 namespace {
 
+using Catalogue = std::vector<std::vector<std::string>>;  // data rows, 3 cells each
+
 const char* const kWords[] = {"apple", "Banana", "cherry", "date", "Elder", "fig", "grape", "kiwi"};
 
-struct Catalogue {
-  std::vector<std::vector<std::string>> rows;  // data rows, 3 cells each
-};
+// A value of column nCol: 0 Long, 1 Real, 2 Str.
+std::string RandomValue(std::mt19937& rng, int nCol) {
+  const unsigned n = rng() % 81;
+  const std::string astrValues[] = {std::to_string(n % 41),
+                                    std::to_string(n / 2) + (n % 2 ? ".5" : ".0"), kWords[n % 8]};
+  return astrValues[nCol];
+}
 
-std::string RandomBracket(std::mt19937& rng) { return (rng() & 1) ? "(" : ")"; }
-
-// One cell of column nCol: 0 Long, 1 Real, 2 Str.
+// One cell of column nCol: empty, the wildcard, a value, a list or a range.
 std::string RandomCell(std::mt19937& rng, int nCol) {
-  auto value = [&](void) -> std::string {
-    switch (nCol) {
-      case 0:
-        return std::to_string(rng() % 41);
-      case 1: {
-        char sz[32];
-        std::snprintf(sz, sizeof sz, "%.1f", static_cast<double>(rng() % 81) * 0.5);
-        return sz;
-      }
-      default:
-        return kWords[rng() % 8];
-    }
+  auto bound = [&](int nIndex) {
+    const std::string astrBounds[] = {std::to_string(2 * nIndex + 1),  // odd
+                                      std::to_string(nIndex) + ".25",
+                                      std::string(1, static_cast<char>('A' + nIndex)) + "~"};
+    return astrBounds[nCol];
   };
-  auto bound = [&](int nIndex) -> std::string {
-    switch (nCol) {
-      case 0:
-        return std::to_string(2 * nIndex + 1);  // odd
-      case 1: {
-        char sz[32];
-        std::snprintf(sz, sizeof sz, "%.2f", nIndex + 0.25);
-        return sz;
-      }
-      default:
-        return std::string(1, static_cast<char>('A' + nIndex % 26)) + "~";
-    }
-  };
+  auto bracket = [&] { return std::string((rng() & 1) ? "(" : ")"); };
   unsigned nDraw = rng() % 100;
-  if (nDraw < 10) return "";
-  if (nDraw < 18) return "*";
-  if (nDraw < 58) return value();
+  if (nDraw < 10) {
+    return "";
+  }
+  if (nDraw < 18) {
+    return "*";
+  }
+  std::string text = RandomValue(rng, nCol);
+  if (nDraw < 58) {
+    return text;
+  }
   if (nDraw < 83) {
-    std::string text = value();
-    for (unsigned n = 1 + rng() % 2; n > 0; --n) text += "*" + value();
+    for (unsigned n = 1 + rng() % 2; n > 0; --n) {
+      text += '*' + RandomValue(rng, nCol);
+    }
     return text;
   }
   int nLow = static_cast<int>(rng() % 15);
-  int nHigh = nLow + 1 + static_cast<int>(rng() % 6);
-  if (nCol == 2) nHigh = std::min(nHigh, 25);
-  return RandomBracket(rng) + bound(nLow) + ".." + bound(nHigh) + RandomBracket(rng);
+  int nHigh = std::min(nLow + 1 + static_cast<int>(rng() % 6), 25);
+  return bracket() + bound(nLow) + ".." + bound(nHigh) + bracket();
 }
 
 std::string RandomKey(std::mt19937& rng, int nCol) {
-  switch (nCol) {
-    case 0:
-      return std::to_string(2 * (rng() % 21));  // even
-    case 1: {
-      char sz[32];
-      std::snprintf(sz, sizeof sz, "%.1f", static_cast<double>(rng() % 81) * 0.5);
-      return sz;
-    }
-    default: {
-      std::string word = kWords[rng() % 8];
-      if (rng() & 1) {
-        for (char& c : word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-      }
-      return word;
-    }
+  if (nCol == 0) {
+    return std::to_string(2 * (rng() % 21));  // even
   }
+  std::string key = RandomValue(rng, nCol);
+  if (nCol == 2 && (rng() & 1)) {
+    std::transform(key.begin(), key.end(), key.begin(), ::tolower);
+  }
+  return key;
 }
 
 std::string Upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  std::transform(text.begin(), text.end(), text.begin(), ::toupper);
   return text;
+}
+
+template <class T>
+int Sign(T a, T b) {
+  return a < b ? -1 : a > b ? 1 : 0;
 }
 
 // -1, 0 or 1: the value of a cell against the key, in the column's order.
 int CompareValue(int nCol, const std::string& value, const std::string& key) {
-  switch (nCol) {
-    case 0: {
-      LONG a = TextToLong(value.c_str()), b = TextToLong(key.c_str());
-      return a < b ? -1 : a > b ? 1 : 0;
-    }
-    case 1: {
-      double a = TextToReal(value.c_str()), b = TextToReal(key.c_str());
-      return a < b ? -1 : a > b ? 1 : 0;
-    }
-    default: {
-      int n = Upper(value).compare(Upper(key));
-      return n < 0 ? -1 : n > 0 ? 1 : 0;
-    }
+  if (nCol == 0) {
+    return Sign(TextToLong(value.c_str()), TextToLong(key.c_str()));
   }
+  if (nCol == 1) {
+    return Sign(TextToReal(value.c_str()), TextToReal(key.c_str()));
+  }
+  return Sign(Upper(value).compare(Upper(key)), 0);
 }
 
 bool Qualifies(const std::string& cell, int nCol, BYTE nOp, const std::string& key) {
@@ -163,54 +145,43 @@ struct Criterion {
   std::string key;
 };
 
+// Criteria joined strictly left to right; a restriction confines the first.
 std::set<DWORD> Evaluate(const Catalogue& cat, const std::vector<Criterion>& criteria,
                          const std::vector<BYTE>& connectors, const std::set<DWORD>* pBase) {
   std::set<DWORD> result;
-  for (size_t i = 0; i < criteria.size(); ++i) {
-    std::set<DWORD> hits;
-    for (DWORD nRow = 0; nRow < cat.rows.size(); ++nRow) {
+  for (DWORD nRow = 0; nRow < cat.size(); ++nRow) {
+    auto hit = [&](size_t i) {
       const Criterion& c = criteria[i];
-      if (Qualifies(cat.rows[nRow][static_cast<size_t>(c.nCol)], c.nCol, c.nOp, c.key)) {
-        hits.insert(nRow);
-      }
+      return Qualifies(cat[nRow][static_cast<size_t>(c.nCol)], c.nCol, c.nOp, c.key);
+    };
+    bool bHit = hit(0) && (pBase == nullptr || pBase->count(nRow) != 0);
+    for (size_t i = 1; i < criteria.size(); ++i) {
+      bHit = connectors[i - 1] == CRIT_OR ? bHit || hit(i) : bHit && hit(i);
     }
-    if (i == 0) {
-      result.clear();
-      for (DWORD nRow : hits) {
-        if (pBase == nullptr || pBase->count(nRow)) result.insert(nRow);
-      }
-    } else if (connectors[i - 1] == CRIT_OR) {
-      result.insert(hits.begin(), hits.end());
-    } else {
-      std::set<DWORD> kept;
-      for (DWORD nRow : result) {
-        if (hits.count(nRow)) kept.insert(nRow);
-      }
-      result.swap(kept);
+    if (bHit) {
+      result.insert(nRow);
     }
   }
   return result;
 }
 
 TEST(QueryDifferential, IndexedQueriesAgreeWithBruteForce) {
-  const BYTE kOps[] = {CRIT_EQUAL, CRIT_LESS, CRIT_LESS | CRIT_EQUAL, CRIT_GREATER,
-                       CRIT_GREATER | CRIT_EQUAL, CRIT_DIFFERENT};
+  const BYTE kOps[] = {
+      CRIT_EQUAL,    CRIT_LESS, CRIT_LESS | CRIT_EQUAL, CRIT_GREATER, CRIT_GREATER | CRIT_EQUAL,
+      CRIT_DIFFERENT};
   std::mt19937 rng(20261122);
   int nChecked = 0;
   for (int nCatalogue = 0; nCatalogue < 6; ++nCatalogue) {
     lorn_test::TempDir dir;
     std::string path = dir.File("RANDOM.TXT");
-    Catalogue cat;
-    std::vector<std::vector<std::string>> table = {{"L", "R", "S"}};
+    // The first row shows the analysis each column's type.
+    Catalogue cat = {{"1", "1.5", "apple"}};
     size_t nRows = 50 + rng() % 400;
-    for (size_t nRow = 0; nRow < nRows; ++nRow) {
-      std::vector<std::string> row;
-      for (int nCol = 0; nCol < 3; ++nCol) row.push_back(RandomCell(rng, nCol));
-      // Make sure the analysis sees each column's type at least once.
-      if (nRow == 0) row = {"1", "1.5", "apple"};
-      cat.rows.push_back(row);
-      table.push_back(row);
+    while (cat.size() < nRows) {
+      cat.push_back({RandomCell(rng, 0), RandomCell(rng, 1), RandomCell(rng, 2)});
     }
+    Catalogue table = cat;
+    table.insert(table.begin(), {"L", "R", "S"});
     lorn_test::WriteFile(path, lorn_test::MakeTable(table));
 
     for (int nQuery = 0; nQuery < 60; ++nQuery) {
@@ -220,40 +191,42 @@ TEST(QueryDifferential, IndexedQueriesAgreeWithBruteForce) {
       for (size_t i = 0; i < nCount; ++i) {
         int nCol = static_cast<int>(rng() % 3);
         criteria.push_back({nCol, kOps[rng() % 6], RandomKey(rng, nCol)});
-        if (i > 0) connectors.push_back((rng() & 1) ? CRIT_OR : CRIT_AND);
+        if (i > 0) {
+          connectors.push_back((rng() & 1) ? CRIT_OR : CRIT_AND);
+        }
       }
       std::set<DWORD> base;
       bool bRestricted = rng() % 4 == 0;
       CDWordArray arRestriction;
-      if (bRestricted) {
-        for (DWORD nRow = 0; nRow < nRows; ++nRow) {
-          if (rng() % 3 == 0) {
-            base.insert(nRow);
-            arRestriction.Add(nRow);
-          }
+      for (DWORD nRow = 0; bRestricted && nRow < nRows; ++nRow) {
+        if (rng() % 3 == 0) {
+          base.insert(nRow);
+          arRestriction.Add(nRow);
         }
       }
 
       CQueryStd query(path.c_str());
       ASSERT_TRUE(query.IsOpen());
-      if (bRestricted) query.SetRestriction(&arRestriction);
+      if (bRestricted) {
+        query.SetRestriction(&arRestriction);
+      }
       std::string description;
       for (size_t i = 0; i < criteria.size(); ++i) {
         if (i > 0) {
           query.AddOperator(connectors[i - 1]);
           description += static_cast<char>(connectors[i - 1]);
         }
-        ASSERT_EQ(query.AddCriteria(static_cast<WORD>(criteria[i].nCol), criteria[i].nOp,
-                                    criteria[i].key.c_str()),
+        const Criterion& c = criteria[i];
+        ASSERT_EQ(query.AddCriteria(static_cast<WORD>(c.nCol), c.nOp, c.key.c_str()),
                   static_cast<short>(i));
-        description += " col" + std::to_string(criteria[i].nCol) + " op" +
-                       std::to_string(criteria[i].nOp) + " " + criteria[i].key + " ";
+        description +=
+            " col" + std::to_string(c.nCol) + " op" + std::to_string(c.nOp) + " " + c.key + " ";
       }
       std::vector<DWORD> rows = lorn_test::Rows(query.GetRows());
-      std::set<DWORD> got(rows.begin(), rows.end());
       EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end())) << description;
       std::set<DWORD> want = Evaluate(cat, criteria, connectors, bRestricted ? &base : nullptr);
-      ASSERT_EQ(got, want) << "catalogue " << nCatalogue << ", query:" << description;
+      ASSERT_EQ(std::set<DWORD>(rows.begin(), rows.end()), want)
+          << "catalogue " << nCatalogue << ", query:" << description;
       ++nChecked;
     }
   }

@@ -33,16 +33,11 @@ class QueryTest : public ::testing::Test {
                                 }));
   }
 
-  // Runs a query of criteria joined left to right.
-  Hits Query(std::initializer_list<std::tuple<const char*, BYTE, const char*>> criteria,
-             std::initializer_list<BYTE> connectors = {}) {
+  // Runs a query of criteria joined by the default connector.
+  Hits Query(std::initializer_list<std::tuple<const char*, BYTE, const char*>> criteria) {
     CQueryStd query(path_.c_str());
     for (const auto& [col, op, value] : criteria) {
-      short nPos = query.AddCriteria(static_cast<WORD>(query.FindCol(col)), op, value);
-      EXPECT_GE(nPos, 0);
-      if (connectors.size() > static_cast<size_t>(nPos)) {
-        query.AddOperator(*(connectors.begin() + nPos));
-      }
+      EXPECT_GE(query.AddCriteria(static_cast<WORD>(query.FindCol(col)), op, value), 0);
     }
     return Rows(query.GetRows());
   }
@@ -51,32 +46,17 @@ class QueryTest : public ::testing::Test {
   std::string path_;
 };
 
-TEST_F(QueryTest, ListsWildcardsAndEmptyCellsAnswerEachMask) {
-  // The list row qualifies through its value; the wildcard row under every
-  // mask; the empty cell under none.
-  EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "RED"}}), (Hits{0, 1, 3}));
+TEST_F(QueryTest, ListsWildcardsEmptyCellsAndRanges) {
+  // Names and keys without regard to case. The list row qualifies through
+  // its value; the wildcard row under every mask; the empty cell under none.
+  // (The masks and connectors over random catalogues: query_differential_test.)
   EXPECT_EQ(Query({{"color", CRIT_EQUAL, "red"}}), (Hits{0, 1, 3}));
-  EXPECT_EQ(Query({{"COLOR", CRIT_LESS, "C"}}), (Hits{1, 3}));
   // CRIT_DIFFERENT: rows none of whose values equal the key, empty cells
   // included, the wildcard row excluded (it is a hit of "equal").
   EXPECT_EQ(Query({{"COLOR", CRIT_DIFFERENT, "red"}}), (Hits{2, 4}));
-  EXPECT_EQ(Query({{"COLOR", CRIT_DIFFERENT, "blue"}}), (Hits{0, 2, 4}));
   // Ranges hold every value between their bounds; an excluded bound no.
   EXPECT_EQ(Query({{"SIZE", CRIT_EQUAL, "4"}}), (Hits{0, 1, 3, 4}));
   EXPECT_EQ(Query({{"SIZE", CRIT_EQUAL, "9"}}), (Hits{1}));
-  EXPECT_EQ(Query({{"SIZE", CRIT_GREATER | CRIT_EQUAL, "8"}}), (Hits{1, 3}));
-  EXPECT_EQ(Query({{"PRICE", CRIT_LESS | CRIT_EQUAL, "30"}}), (Hits{0, 1, 2}));
-}
-
-TEST_F(QueryTest, ConnectorsReadStrictlyLeftToRight) {
-  // (COLOR=RED & PRICE<25) | SIZE=7  ->  {0,1} | {1,2,3}
-  EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "red"}, {"PRICE", CRIT_LESS, "25"}, {"SIZE", 1, "7"}},
-                  {CRIT_AND, CRIT_OR}),
-            (Hits{0, 1, 2, 3}));
-  // (COLOR=RED | PRICE<25) & SIZE=7  ->  {0,1,3} & {1,2,3}
-  EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "red"}, {"PRICE", CRIT_LESS, "25"}, {"SIZE", 1, "7"}},
-                  {CRIT_OR, CRIT_AND}),
-            (Hits{1, 3}));
   // Without AddOperator the connector is "&".
   EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "red"}, {"PRICE", CRIT_GREATER, "15"}}), (Hits{1, 3}));
 }
@@ -84,7 +64,8 @@ TEST_F(QueryTest, ConnectorsReadStrictlyLeftToRight) {
 TEST_F(QueryTest, RestrictionConfinesAndButNotOr) {
   CQueryStd query(path_.c_str());
   CDWordArray arRestriction;
-  for (DWORD nRow : {4u, 2u, 3u}) arRestriction.Add(nRow);
+  for (DWORD nRow : {4u, 2u, 3u})
+    arRestriction.Add(nRow);
   query.SetRestriction(&arRestriction);
   query.AddCriteria(1, CRIT_EQUAL, "red");
   EXPECT_EQ(Rows(query.GetRows()), (Hits{3}));
@@ -122,23 +103,21 @@ TEST_F(QueryTest, DefinitionChangesRunAgainOnlyWhenSomethingChanged) {
   EXPECT_EQ(query.GetCriteriaCount(), 2);
   EXPECT_EQ(Rows(query.GetRows()), (Hits{0, 1, 2, 3}));  // {0} | {1,2,3}
 
-  // A connector added behind a finished run waits for the next change.
-  CQueryStd second(path_.c_str());
-  second.AddCriteria(1, CRIT_EQUAL, "red");
-  second.AddCriteria(2, CRIT_EQUAL, "50");
-  EXPECT_EQ(Rows(second.GetRows()), Hits{});
+  // A definition reads back; past the last criterion the outputs are reset.
   WORD nCol = 0;
   BYTE nOp = 0;
   CString strValue;
-  EXPECT_TRUE(second.GetCriteria(1, nCol, nOp, strValue));
-  EXPECT_EQ(second.GetCriteriaCount(), 2);
-  EXPECT_FALSE(second.GetCriteria(2, nCol, nOp, strValue));
+  EXPECT_TRUE(query.GetCriteria(1, nCol, nOp, strValue));
+  EXPECT_EQ(nCol, 3);
+  EXPECT_EQ(nOp, CRIT_EQUAL);
+  EXPECT_STREQ(strValue, "7");
+  EXPECT_FALSE(query.GetCriteria(2, nCol, nOp, strValue));
   EXPECT_EQ(nCol, 0xFFFF);
   EXPECT_EQ(nOp, 0);
   EXPECT_TRUE(strValue.IsEmpty());
 
-  EXPECT_EQ(second.ReservedQueryOp(1, 2), -1);
-  EXPECT_EQ(second.AddCriteria(99, CRIT_EQUAL, "x"), -1);
+  EXPECT_EQ(query.ReservedQueryOp(1, 2), -1);
+  EXPECT_EQ(query.AddCriteria(99, CRIT_EQUAL, "x"), -1);
 }
 
 TEST_F(QueryTest, CriteriaFollowTheirColumnTypeAndItsChanges) {
@@ -226,13 +205,11 @@ TEST_F(QueryTest, SetsStackOnQueriesAndViews) {
 }
 
 TEST_F(QueryTest, ResultViewsKeepTheFirstRowOfEachKey) {
-  lorn_test::WriteFile(path_, MakeTable({
-                                  {"A", "B", "C"},
-                                  {"x", "a|", "b"},
-                                  {"x", "a", "|b"},
-                                  {"X", "a|", "b"},
-                                  {"x", "a|", "c"},
-                              }));
+  lorn_test::WriteFile(path_, MakeTable({{"A", "B", "C"},
+                                         {"x", "a|", "b"},
+                                         {"x", "a", "|b"},
+                                         {"X", "a|", "b"},
+                                         {"x", "a|", "c"}}));
   CResultStd view(path_.c_str());
   CStringArray arNames;
   arNames.Add("A");

@@ -14,7 +14,8 @@ TEST(SetLimits, CountsPositionsAndViewsAreCutTo16Bits) {
   std::string path = dir.File("BIG.TXT");
   const DWORD nRows = 65536 + 5;
   std::string text = "K\tN\r\n";
-  for (DWORD n = 0; n < nRows; ++n) text += "x\t" + std::to_string(n) + "\r\n";
+  for (DWORD n = 0; n < nRows; ++n)
+    text += "x\t" + std::to_string(n) + "\r\n";
   lorn_test::WriteFile(path, text);
 
   CQueryStd query(path.c_str());

@@ -12,9 +12,7 @@
 
 namespace {
 
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 // A string of fewer than 255 bytes as an archive stores it.
 std::string Str(const std::string& strText) {

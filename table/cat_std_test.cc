@@ -10,8 +10,7 @@
 
 namespace {
 
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 std::string Locale(CCatStd& table) {
   CString strLocale;
@@ -20,9 +19,22 @@ std::string Locale(CCatStd& table) {
 
 }  // namespace
 
-TEST(CatStd, ViewSlots) {
+TEST(CatStd, ViewSlotsAndTheSharedBuffer) {
   TempDir dir;
   WriteFile(dir.File("T.TXT"), "A\n1\n");
+  const short nBefore = CCatStd::s_nInstances;
+  {
+    // Chained to no master and opened later, it reads all the same.
+    CCatStd table(static_cast<CCatStd*>(nullptr));
+    EXPECT_TRUE(table.Open(dir.File("T.TXT").c_str()));
+    EXPECT_EQ(CCatStd::s_nInstances, nBefore + 1);
+  }
+  // The last object frees the buffer.
+  EXPECT_EQ(CCatStd::s_nInstances, nBefore);
+  if (nBefore == 0) {
+    EXPECT_EQ(CCatStd::s_pBuffer, nullptr);
+  }
+
   CCatStd root(dir.File("T.TXT").c_str());
   auto* pView0 = new CCatStd(&root);
   auto* pView1 = new CCatStd(&root);
@@ -68,22 +80,6 @@ TEST(CatStd, ViewsTakeOverFromADestroyedRoot) {
   CCatStd leaf(pMiddle);
   delete pMiddle;
   EXPECT_EQ(leaf.GetMaster(), &view1);
-}
-
-TEST(CatStd, TheLastObjectFreesTheBuffer) {
-  TempDir dir;
-  WriteFile(dir.File("T.TXT"), "A\n1\n");
-  const short nBefore = CCatStd::s_nInstances;
-  {
-    // Chained to no master and opened later, it reads all the same.
-    CCatStd table(static_cast<CCatStd*>(nullptr));
-    EXPECT_TRUE(table.Open(dir.File("T.TXT").c_str()));
-    EXPECT_EQ(CCatStd::s_nInstances, nBefore + 1);
-  }
-  EXPECT_EQ(CCatStd::s_nInstances, nBefore);
-  if (nBefore == 0) {
-    EXPECT_EQ(CCatStd::s_pBuffer, nullptr);
-  }
 }
 
 TEST(CatStd, Locales) {

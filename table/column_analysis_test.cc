@@ -33,15 +33,24 @@ std::string AnalyseText(const TempDir& dir, const std::string& strText) {
 
 }  // namespace
 
-TEST(ColumnAnalysis, ColumnsWithoutValuesEndAsLong) {
+TEST(ColumnAnalysis, EmptyDeclaredAndSurplusColumns) {
   TempDir dir;
   EXPECT_EQ(AnalyseText(dir, "A\tB\r\n"), "1:4 1:4 0");
-  // Blanks and the lone wildcard hold no value; a text column declared
-  // without a size gets the smallest one.
+  // Blanks and the lone wildcard hold no value: such a column ends as Long;
+  // a text column declared without a size gets the smallest one.
   lorn_test::WriteFile(dir.File("E.TXT"), "A\tB\tC\r\n\t*\t\r\n  \t  *\t  \r\n");
-  CCatStd table(dir.File("E.TXT").c_str());
-  table.SetColType(2, COL_TYPE_STR, 0);
-  EXPECT_EQ(Analyse(table), "1:4 1:4 4:2 2");
+  CCatStd empty(dir.File("E.TXT").c_str());
+  empty.SetColType(2, COL_TYPE_STR, 0);
+  EXPECT_EQ(Analyse(empty), "1:4 1:4 4:2 2");
+
+  // Declared columns keep type and size; cells beyond the header are left.
+  lorn_test::WriteFile(dir.File("T.TXT"), "A\tB\tC\tD\r\nabc\tx.y\t" + std::string(30, 'z') +
+                                              "\t1\textra\tmore\r\n1.5\t2\tq\t2\t\r\n");
+  CCatStd table(dir.File("T.TXT").c_str());
+  table.SetColType(0, COL_TYPE_LONG, 0);
+  table.SetColType(1, COL_TYPE_REAL, 0);
+  table.SetColType(2, COL_TYPE_STR, 7);
+  EXPECT_EQ(Analyse(table), "1:4 2:8 4:7 1:4 2");
 }
 
 TEST(ColumnAnalysis, SizesCountBytesUpTo255) {
@@ -74,17 +83,6 @@ TEST(ColumnAnalysis, TypesWidenWhateverTheRowOrder) {
   EXPECT_EQ(AnalyseText(dir, "A\r\n3.5\r\n12\r\n"), "2:8 2");
   // The values of ranges and lists count one by one, never the whole cell.
   EXPECT_EQ(AnalyseText(dir, "A\tB\tC\r\n3\t1*22\t(a..b)\r\n(1..2.5)\t-\t\r\n"), "2:8 1:4 4:2 2");
-}
-
-TEST(ColumnAnalysis, DeclaredColumnsAndSurplusCellsAreLeftAlone) {
-  TempDir dir;
-  lorn_test::WriteFile(dir.File("T.TXT"), "A\tB\tC\tD\r\nabc\tx.y\t" + std::string(30, 'z') +
-                                              "\t1\textra\tmore\r\n1.5\t2\tq\t2\t\r\n");
-  CCatStd table(dir.File("T.TXT").c_str());
-  table.SetColType(0, COL_TYPE_LONG, 0);
-  table.SetColType(1, COL_TYPE_REAL, 0);
-  table.SetColType(2, COL_TYPE_STR, 7);
-  EXPECT_EQ(Analyse(table), "1:4 2:8 4:7 1:4 2");
 }
 
 TEST(ColumnAnalysis, WritesRowOffsetsAndReportsByBytes) {

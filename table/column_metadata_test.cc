@@ -56,10 +56,6 @@ std::vector<BYTE> Bytes(const CByteArray& ar) {
   return std::vector<BYTE>(ar.GetData(), ar.GetData() + ar.GetSize());
 }
 
-std::vector<WORD> Words(const CWordArray& ar) {
-  return std::vector<WORD>(ar.GetData(), ar.GetData() + ar.GetSize());
-}
-
 TEST(ColumnMetadata, ReadersAnalyseOnlyUnknownColumns) {
   CMetaTable table;
   table.SetColumns({COL_TYPE_LONG, COL_TYPE_REAL, 0});
@@ -101,18 +97,20 @@ TEST(ColumnMetadata, ColumnsByKindFilterOnTypesAndFlags) {
   table.m_arColFlags[2] = COL_FLAG_INDEXED | COL_FLAG_USER;
   table.m_arColFlags[4] = COL_FLAG_USER;
 
-  CWordArray arCols;
-  arCols.Add(99);
-  EXPECT_EQ(table.GetColsByKind(5, arCols), 3);
-  EXPECT_EQ(Words(arCols), (std::vector<WORD>{0, 1, 3}));
-  EXPECT_EQ(table.GetColsByKind(0x14, arCols), 1);
-  EXPECT_EQ(Words(arCols), (std::vector<WORD>{1}));
-  EXPECT_EQ(table.GetColsByKind(0x20, arCols), 2);
-  EXPECT_EQ(Words(arCols), (std::vector<WORD>{2, 4}));
-  EXPECT_EQ(table.GetColsByKind(0, arCols), 5);
-  EXPECT_EQ(Words(arCols), (std::vector<WORD>{0, 1, 2, 3, 4}));
+  // The columns of a kind, into an array that held something before.
+  auto ByKind = [&table](BYTE nKind) {
+    CWordArray arCols;
+    arCols.Add(99);
+    const INT_PTR nCount = table.GetColsByKind(nKind, arCols);
+    EXPECT_EQ(nCount, arCols.GetSize());
+    return std::vector<WORD>(arCols.GetData(), arCols.GetData() + arCols.GetSize());
+  };
+  EXPECT_EQ(ByKind(5), (std::vector<WORD>{0, 1, 3}));
+  EXPECT_EQ(ByKind(0x14), (std::vector<WORD>{1}));
+  EXPECT_EQ(ByKind(0x20), (std::vector<WORD>{2, 4}));
+  EXPECT_EQ(ByKind(0), (std::vector<WORD>{0, 1, 2, 3, 4}));
   // A column of type 0 fails every type test, and nothing is analysed.
-  EXPECT_EQ(table.GetColsByKind(7, arCols), 4);
+  EXPECT_EQ(ByKind(7).size(), 4u);
   EXPECT_EQ(table.m_nAnalyses, 0);
 }
 

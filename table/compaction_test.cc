@@ -14,10 +14,7 @@
 
 namespace {
 
-using lorn_test::Exists;
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 using Rows = std::vector<std::vector<std::string>>;
 
 // The written form of rows: TAB between cells, CR LF behind each line.
@@ -25,9 +22,19 @@ std::string Text(const Rows& rows) {
   std::string strText;
   for (const auto& row : rows) {
     for (size_t i = 0; i < row.size(); ++i) {
-      strText += (i > 0 ? "\t" : "") + row[i];
+      strText.append(i > 0 ? "\t" : "").append(row[i]);
     }
     strText += "\r\n";
+  }
+  return strText;
+}
+
+// The written form of rows noted "a,b;c,d": ',' between cells, ';' between
+// rows.
+std::string T(const std::string& strRows) {
+  std::string strText;
+  for (char ch : strRows + ";") {
+    strText += ch == ',' ? "\t" : ch == ';' ? "\r\n" : std::string(1, ch);
   }
   return strText;
 }
@@ -54,29 +61,31 @@ void SetCols(CWordArray& ar, const std::vector<int>& arCols) {
   }
 }
 
-// Compacts a table file made of strText; the file's bytes afterwards.
-std::string Compact(const std::string& strText, const std::vector<int>* pCols,
+const std::vector<int> kAll;  // stands for no list: every column
+
+// Compacts (or uncompacts) by arCols a table file made of strText; the
+// file's bytes afterwards.
+std::string Rewrite(bool bCompact, const std::string& strText, const std::vector<int>& arCols,
                     const char* pszName = "T.TXT") {
   TempDir dir;
   WriteFile(dir.File(pszName), strText);
   CCatStd table(dir.File(pszName).c_str());
-  CWordArray arCols;
-  SetCols(arCols, pCols != nullptr ? *pCols : std::vector<int>());
-  EXPECT_TRUE(table.CompactTable(nullptr, pCols != nullptr ? &arCols : nullptr));
+  CWordArray arList;
+  SetCols(arList, arCols);
+  CWordArray* pList = &arCols == &kAll ? nullptr : &arList;
+  EXPECT_TRUE(bCompact ? table.CompactTable(nullptr, pList) : table.UncompactTable(nullptr, pList));
   EXPECT_TRUE(table.IsOpen());
   EXPECT_FALSE(Exists(dir.File("T.TMP")) || Exists(dir.File("T.~TM")));
   return ReadFile(dir.File(pszName));
 }
 
-std::string Uncompact(const std::string& strText, const std::vector<int>& arList) {
-  TempDir dir;
-  WriteFile(dir.File("T.TXT"), strText);
-  CCatStd table(dir.File("T.TXT").c_str());
-  CWordArray arCols;
-  SetCols(arCols, arList);
-  EXPECT_TRUE(table.UncompactTable(nullptr, &arCols));
-  EXPECT_FALSE(Exists(dir.File("T.TMP")) || Exists(dir.File("T.~TM")));
-  return ReadFile(dir.File("T.TXT"));
+std::string Compact(const std::string& strText, const std::vector<int>& arCols,
+                    const char* pszName = "T.TXT") {
+  return Rewrite(true, strText, arCols, pszName);
+}
+
+std::string Uncompact(const std::string& strText, const std::vector<int>& arCols) {
+  return Rewrite(false, strText, arCols);
 }
 
 // The fold as the row-by-row algorithm makes it: each row left takes in
@@ -107,7 +116,7 @@ Rows FoldRows(const Rows& rows, size_t nCol) {
     out.push_back(rows[i]);
     out.back()[nCol].clear();
     for (INT_PTR v = 0; v < arList.GetSize(); ++v) {
-      out.back()[nCol] += (v > 0 ? "*" : "") + std::string(arList[v].GetString());
+      out.back()[nCol].append(v > 0 ? "*" : "").append(arList[v].GetString());
     }
   }
   return out;
@@ -117,41 +126,32 @@ class CRecorder : public CProgressMonitor {
  public:
   void SetTitle(const char* pszText) override { m_strLog += std::string("T:") + pszText + ";"; }
   void SetStep(const char* pszText) override { m_strLog += std::string("S:") + pszText + ";"; }
-  void SetPos(WORD nPos) override { m_strLog += "P" + std::to_string(nPos) + ";"; }
+  void SetPos(WORD nPos) override { m_strLog.append("P").append(std::to_string(nPos)) += ";"; }
   void End() override { m_strLog += "E;"; }
   std::string m_strLog;
 };
 
 }  // namespace
 
-TEST(CompactTable, FoldsRowsThatDifferInOneColumn) {
-  const std::string strRef = Text({{"REF", "COLOR"}, {"A1", "red"}, {"A1", "blue"}, {"A2", "red"}});
-  const std::vector<int> arColor = {1};
-  EXPECT_EQ(Compact(strRef, &arColor), Text({{"REF", "COLOR"}, {"A1", "blue*red"}, {"A2", "red"}}));
-  EXPECT_EQ(Compact(strRef, nullptr), Text({{"REF", "COLOR"}, {"A1*A2", "red"}, {"A1", "blue"}}));
+TEST(CompactTable, FoldsRowsThatDifferInTheGivenColumns) {
+  const std::string strRef = T("REF,COLOR;A1,red;A1,blue;A2,red");
+  EXPECT_EQ(Compact(strRef, {1}), T("REF,COLOR;A1,blue*red;A2,red"));
+  EXPECT_EQ(Compact(strRef, kAll), T("REF,COLOR;A1*A2,red;A1,blue"));
 
   // LF-only and CR line ends, blank lines behind the header, a short row and
   // a long one; the second pass reads from the first row of the first's file.
-  const std::vector<int> arTwo = {1, 0};
   EXPECT_EQ(
-      Compact("REF\tCOLOR\tSIZE\n\n\nA1\tred\tS\nA1\tblue\tS\r\rA2\tred\nA3\tred\t\tXX\n", &arTwo),
-      Text({{"REF", "COLOR", "SIZE"}, {"A1", "blue*red", "S"}, {"A2*A3", "red", ""}}));
-}
+      Compact("REF\tCOLOR\tSIZE\n\n\nA1\tred\tS\nA1\tblue\tS\r\rA2\tred\nA3\tred\t\tXX\n", {1, 0}),
+      T("REF,COLOR,SIZE;A1,blue*red,S;A2*A3,red,"));
 
-TEST(CompactTable, KeysAndValueLists) {
-  const std::vector<int> arLast = {1};
-  EXPECT_EQ(Compact(Text({{"V"}, {"b"}, {"a"}, {"b"}}), nullptr), Text({{"V"}, {"a*b*b"}}));
-  EXPECT_EQ(Compact(Text({{"K", "V"}, {"k", ""}, {"k", "x"}, {"j", "x"}, {"j", ""}}), &arLast),
-            Text({{"K", "V"}, {"k", "*x"}, {"j", "x"}}));
-  const std::string strApart =
-      Text({{"K", "V"}, {"abc", "1"}, {"ABC", "2"}, {"1", "3"}, {"01", "4"}});
-  EXPECT_EQ(Compact(strApart, &arLast), strApart);
-  const std::vector<int> arThird = {2};
-  EXPECT_EQ(Compact(Text({{"A", "B", "V"}, {"a|b", "c", "1"}, {"a", "b|c", "2"}}), &arThird),
-            Text({{"A", "B", "V"}, {"a|b", "c", "1*2"}}));
-  EXPECT_EQ(
-      Compact(Text({{"K", "V"}, {"k", "b*z"}, {"k", "a"}, {"r", "7"}, {"r", "(1..5)"}}), &arLast),
-      Text({{"K", "V"}, {"k", "a*b*z"}, {"r", "(1..5)*7"}}));
+  // Keys compare whole and byte for byte; empty values go, lists and ranges
+  // join the sorted list value by value.
+  EXPECT_EQ(Compact(T("V;b;a;b"), kAll), T("V;a*b*b"));
+  EXPECT_EQ(Compact(T("K,V;k,;k,x;j,x;j,"), {1}), T("K,V;k,*x;j,x"));
+  const std::string strApart = T("K,V;abc,1;ABC,2;1,3;01,4");
+  EXPECT_EQ(Compact(strApart, {1}), strApart);
+  EXPECT_EQ(Compact(T("A,B,V;a|b,c,1;a,b|c,2"), {2}), T("A,B,V;a|b,c,1*2"));
+  EXPECT_EQ(Compact(T("K,V;k,b*z;k,a;r,7;r,(1..5)"), {1}), T("K,V;k,a*b*z;r,(1..5)*7"));
 }
 
 TEST(CompactTable, MatchesTheRowByRowFold) {
@@ -163,7 +163,7 @@ TEST(CompactTable, MatchesTheRowByRowFold) {
     const size_t nCols = 1 + rng() % 3;
     Rows rows(1);
     for (size_t c = 0; c < nCols; ++c)
-      rows[0].push_back("C" + std::to_string(c));
+      rows[0].push_back(std::string("C").append(std::to_string(c)));
     for (size_t r = rng() % 25; r > 0; --r) {
       rows.emplace_back();
       for (size_t c = 0; c < nCols; ++c) {
@@ -181,7 +181,7 @@ TEST(CompactTable, MatchesTheRowByRowFold) {
         expected = FoldRows(expected, nCol);
     }
     expected.insert(expected.begin(), rows[0]);
-    EXPECT_EQ(Compact(Text(rows), &arPasses), Text(expected)) << "round " << nRound;
+    EXPECT_EQ(Compact(Text(rows), arPasses), Text(expected)) << "round " << nRound;
   }
   _setmbcp(1252);
 }
@@ -211,8 +211,7 @@ TEST(CompactTable, LeavesTheTableRewrittenAndIndexedAsBefore) {
   table.Close();
   ASSERT_TRUE(table.UncompactTable(nullptr, nullptr));
   EXPECT_FALSE(table.IsOpen());
-  EXPECT_EQ(ReadFile(strPath),
-            Text({{"REF", "COLOR"}, {"A1", "blue"}, {"A1", "red"}, {"A2", "red"}}));
+  EXPECT_EQ(ReadFile(strPath), T("REF,COLOR;A1,blue;A1,red;A2,red"));
 
   // Nothing to do: TRUE, and nothing changes.
   const std::string strBefore = ReadFile(strPath);
@@ -229,8 +228,7 @@ TEST(CompactTable, LeavesTheTableRewrittenAndIndexedAsBefore) {
 
 TEST(CompactTable, ReportsPassesToTheMonitor) {
   TempDir dir;
-  WriteFile(dir.File("T.TXT"),
-            Text({{"REF", "COLOR"}, {"A1", "red"}, {"A1", "blue"}, {"A2", "red"}, {"A3", "red"}}));
+  WriteFile(dir.File("T.TXT"), T("REF,COLOR;A1,red;A1,blue;A2,red;A3,red"));
   CCatStd table(dir.File("T.TXT").c_str());
   ASSERT_TRUE(table.IndexTable());
   CRecorder monitor;
@@ -241,21 +239,18 @@ TEST(CompactTable, ReportsPassesToTheMonitor) {
   EXPECT_EQ(monitor.m_strLog.substr(0, monitor.m_strLog.find("E;") + 2),
             "T:Compactage de la table T.TXT;S:COLOR;P25;P50;P75;S:REF;P33;P66;E;");
   // Without a row count the rate is the file's length over the header's.
-  WriteFile(dir.File("U.TXT"),
-            Text({{std::string(20, 'K'), "V"}, {"a", "1"}, {"b", "2"}, {"c", "3"}, {"d", "4"}}));
+  WriteFile(dir.File("U.TXT"), T(std::string(20, 'K') + ",V;a,1;b,2;c,3;d,4"));
   CCatStd fresh(dir.File("U.TXT").c_str());
   monitor.m_strLog.clear();
   EXPECT_TRUE(fresh.UncompactTable(nullptr, nullptr));
-  EXPECT_EQ(monitor.m_strLog,
-            "T:D\xe9"
-            "compactage de la table U.TXT;S:;P1;P2;P3;P4;E;");
+  EXPECT_EQ(monitor.m_strLog, "T:D\351compactage de la table U.TXT;S:;P1;P2;P3;P4;E;");
   SetProgressMonitor(nullptr);
 }
 
 TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   TempDir dir;
   const std::string strPath = dir.File("T.TXT");
-  WriteFile(strPath, Text({{"K", "V"}, {"a", "1"}, {"b", "2"}, {"a", "3"}}));
+  WriteFile(strPath, T("K,V;a,1;b,2;a,3"));
   const long long nTime = lorn_test::GetMTime(strPath);
   {
     CCatStd indexed(strPath.c_str());
@@ -263,8 +258,7 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   }
   // A cell too long for the line buffer in mid-table, under the old time so
   // that the sidecar still fits.
-  const std::string strBad =
-      Text({{"K", "V"}, {"a", "1"}, {"b", std::string(70000, 'x')}, {"a", "3"}});
+  const std::string strBad = T("K,V;a,1;b," + std::string(70000, 'x') + ";a,3");
   WriteFile(strPath, strBad);
   lorn_test::SetMTime(strPath, nTime);
   const std::string strSide = ReadFile(dir.File("T.SDX"));
@@ -287,7 +281,7 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   EXPECT_FALSE(Exists(dir.File("OUT.TXT")));
 
   // A spare name left by a broken run: the swap is refused at its start.
-  const std::string strGood = Text({{"K", "V"}, {"a", "1"}, {"a", "3"}});
+  const std::string strGood = T("K,V;a,1;a,3");
   WriteFile(dir.File("S.TXT"), strGood);
   WriteFile(dir.File("S.~TM"), "old");
   CCatStd spare(dir.File("S.TXT").c_str());
@@ -302,7 +296,7 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   // A fold into a cell too long for the reader is refused.
   std::string strLong = "V\r\n";
   for (int i = 0; i < 10000; ++i) {
-    strLong += "v" + std::to_string(10000 + i) + "\r\n";
+    strLong.append("v").append(std::to_string(10000 + i)) += "\r\n";
   }
   WriteFile(dir.File("L.TXT"), strLong);
   CCatStd longer(dir.File("L.TXT").c_str());
@@ -312,38 +306,24 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
 }
 
 TEST(UncompactTable, ExpandsListsIntoTheirCrossProduct) {
-  const std::string strText =
-      Text({{"K", "A", "B"}, {"x", "a2*a1", "b3*b1*b2"}, {"y", "*q", "(1..5)"}, {"z", "*", "c*d"}});
-  EXPECT_EQ(Uncompact(strText, {}), Text({{"K", "A", "B"},
-                                          {"x", "a1", "b1"},
-                                          {"x", "a1", "b2"},
-                                          {"x", "a1", "b3"},
-                                          {"x", "a2", "b1"},
-                                          {"x", "a2", "b2"},
-                                          {"x", "a2", "b3"},
-                                          {"y", "", "(1..5)"},
-                                          {"y", "q", "(1..5)"},
-                                          {"z", "*", "c"},
-                                          {"z", "*", "d"}}));
-  EXPECT_EQ(Uncompact(strText, {2, 9}), Text({{"K", "A", "B"},
-                                              {"x", "a2*a1", "b1"},
-                                              {"x", "a2*a1", "b2"},
-                                              {"x", "a2*a1", "b3"},
-                                              {"y", "*q", "(1..5)"},
-                                              {"z", "*", "c"},
-                                              {"z", "*", "d"}}));
+  const std::string strText = T("K,A,B;x,a2*a1,b3*b1*b2;y,*q,(1..5);z,*,c*d");
+  EXPECT_EQ(Uncompact(strText, kAll),
+            T("K,A,B;x,a1,b1;x,a1,b2;x,a1,b3;x,a2,b1;x,a2,b2;x,a2,b3;y,,(1..5);y,q,(1..5);"
+              "z,*,c;z,*,d"));
+  EXPECT_EQ(Uncompact(strText, {2, 9}),
+            T("K,A,B;x,a2*a1,b1;x,a2*a1,b2;x,a2*a1,b3;y,*q,(1..5);z,*,c;z,*,d"));
 }
 
 TEST(UncompactTable, WritesAnotherFileAndLeavesTheTable) {
   TempDir dir;
-  const std::string strText = Text({{"K", "V"}, {"a", "1*2"}});
+  const std::string strText = T("K,V;a,1*2");
   WriteFile(dir.File("T.TXT"), strText);
   WriteFile(dir.File("OUT.TXT"), "older");
   CCatStd table(dir.File("T.TXT").c_str());
   ASSERT_TRUE(table.IndexTable());
   const std::string strSide = ReadFile(dir.File("T.SDX"));
   ASSERT_TRUE(table.UncompactTable(dir.File("OUT.TXT").c_str(), nullptr));
-  EXPECT_EQ(ReadFile(dir.File("OUT.TXT")), Text({{"K", "V"}, {"a", "1"}, {"a", "2"}}));
+  EXPECT_EQ(ReadFile(dir.File("OUT.TXT")), T("K,V;a,1;a,2"));
   EXPECT_EQ(ReadFile(dir.File("T.TXT")), strText);
   EXPECT_EQ(ReadFile(dir.File("T.SDX")), strSide);
   EXPECT_TRUE(table.IsOpen() && table.IsIndexed());
@@ -351,8 +331,7 @@ TEST(UncompactTable, WritesAnotherFileAndLeavesTheTable) {
   // Into a file of the scrambled form: refused when a byte would not read
   // back (a control byte scrambled into a separator or a line end).
   const std::string strControl =
-      Text({{"K", "V"},
-            {"\x0b\x0c\x0e\x0f\x10\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d", "1*2"}});
+      T("K,V;\x0b\x0c\x0e\x0f\x10\x11\x12\x13\x14\x15\x16\x17\x18\x19\x1a\x1b\x1c\x1d,1*2");
   WriteFile(dir.File("C.TXT"), strControl);
   CCatStd control(dir.File("C.TXT").c_str());
   EXPECT_FALSE(control.UncompactTable(dir.File("C.SDC").c_str(), nullptr));
@@ -362,21 +341,19 @@ TEST(UncompactTable, WritesAnotherFileAndLeavesTheTable) {
 }
 
 TEST(Rewrite, ScrambledTablesStayScrambled) {
-  const std::string strRef = Text({{"REF", "COLOR"}, {"A1", "red"}, {"A1", "blue"}, {"A2", "red"}});
-  const std::vector<int> arColor = {1};
-  const std::string strCompact = Compact(Scramble(strRef), &arColor, "T.SDC");
+  const std::string strCompact =
+      Compact(Scramble(T("REF,COLOR;A1,red;A1,blue;A2,red")), {1}, "T.SDC");
   EXPECT_EQ(strCompact, "QDE\tBNKNQ\r\n?/\t`jsc(pcb\r\n;,\tl_^\r\n");
 
   TempDir dir;
   WriteFile(dir.File("T.SDC"), strCompact);
   CCatStd table(dir.File("T.SDC").c_str());
   ASSERT_TRUE(table.UncompactTable(nullptr, nullptr));
-  EXPECT_EQ(ReadFile(dir.File("T.SDC")),
-            Scramble(Text({{"REF", "COLOR"}, {"A1", "blue"}, {"A1", "red"}, {"A2", "red"}})));
+  const std::string strFlat = T("REF,COLOR;A1,blue;A1,red;A2,red");
+  EXPECT_EQ(ReadFile(dir.File("T.SDC")), Scramble(strFlat));
   CStringArray arRow;
   ASSERT_TRUE(table.ReadRow(1, arRow));
   EXPECT_STREQ(arRow[1], "red");
   ASSERT_TRUE(table.UncompactTable(dir.File("PLAIN.TXT").c_str(), nullptr));
-  EXPECT_EQ(ReadFile(dir.File("PLAIN.TXT")),
-            Text({{"REF", "COLOR"}, {"A1", "blue"}, {"A1", "red"}, {"A2", "red"}}));
+  EXPECT_EQ(ReadFile(dir.File("PLAIN.TXT")), strFlat);
 }

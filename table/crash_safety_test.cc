@@ -53,27 +53,24 @@ std::string PathOf(int nFd) {
   return nLen > 0 ? std::string(szPath, static_cast<size_t>(nLen)) : std::string();
 }
 
-// Counts one change of a file; true when the process is to die at it.
-bool CutNow() {
+// Counts one change of a file; ends the process when it is the one to die
+// at, first writing half of nCount bytes of pBuf to nFd when tearing.
+void Step(int nFd = -1, const void* pBuf = nullptr, size_t nCount = 0) {
   if (g_nStepsLeft < 0) {
-    return false;
+    return;
   }
-  if (g_nStepsLeft == 0) {
-    return true;
-  }
-  --g_nStepsLeft;
-  return false;
-}
-
-}  // namespace
-
-extern "C" ssize_t write(int nFd, const void* pBuf, size_t nCount) {
-  if (CutNow()) {
+  if (g_nStepsLeft-- == 0) {
     if (g_bTear && nCount > 1) {
       syscall(SYS_write, nFd, pBuf, nCount / 2);
     }
     _exit(EXIT_CUT);
   }
+}
+
+}  // namespace
+
+extern "C" ssize_t write(int nFd, const void* pBuf, size_t nCount) {
+  Step(nFd, pBuf, nCount);
   if (g_pLog != nullptr) {
     g_pLog->push_back({false, PathOf(nFd), static_cast<long long>(lseek(nFd, 0, SEEK_CUR)),
                        std::string(static_cast<const char*>(pBuf), nCount)});
@@ -89,47 +86,34 @@ extern "C" int fsync(int nFd) {
 }
 
 extern "C" int rename(const char* pszOld, const char* pszNew) {
-  if (CutNow()) {
-    _exit(EXIT_CUT);
-  }
+  Step();
   return static_cast<int>(syscall(SYS_renameat, AT_FDCWD, pszOld, AT_FDCWD, pszNew));
 }
 
 extern "C" int renameat2(int nOldDir, const char* pszOld, int nNewDir, const char* pszNew,
                          unsigned int nFlags) {
-  if (CutNow()) {
-    _exit(EXIT_CUT);
-  }
+  Step();
   return static_cast<int>(syscall(SYS_renameat2, nOldDir, pszOld, nNewDir, pszNew, nFlags));
 }
 
 extern "C" int link(const char* pszOld, const char* pszNew) {
-  if (CutNow()) {
-    _exit(EXIT_CUT);
-  }
+  Step();
   return static_cast<int>(syscall(SYS_linkat, AT_FDCWD, pszOld, AT_FDCWD, pszNew, 0));
 }
 
 extern "C" int unlink(const char* pszPath) {
-  if (CutNow()) {
-    _exit(EXIT_CUT);
-  }
+  Step();
   return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, pszPath, 0));
 }
 
 extern "C" int ftruncate(int nFd, off_t nLength) {
-  if (CutNow()) {
-    _exit(EXIT_CUT);
-  }
+  Step();
   return static_cast<int>(syscall(SYS_ftruncate, nFd, nLength));
 }
 
 namespace {
 
-using lorn_test::Exists;
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 // Runs fnWork in a child that dies at its nStep-th change of a file (from
 // 1). True when the child was cut, false when it finished first.
@@ -416,11 +400,9 @@ const char kFoldable[] =
 
 // The files of the directory that a rewrite may leave behind.
 void ClearDir(const TempDir& dir, const char* pszStem) {
-  for (const char* pszExt : {"TXT", "SDC", "SDX", "TMP", "~TM"}) {
-    std::remove(dir.File(std::string(pszStem) + "." + pszExt).c_str());
+  for (const char* pszExt : {".TXT", ".SDC", ".SDX", ".TMP", ".~TM", "TMP", "~TM"}) {
+    std::remove(dir.File(std::string(pszStem) + pszExt).c_str());
   }
-  std::remove(dir.File(std::string(pszStem) + "TMP").c_str());
-  std::remove(dir.File(std::string(pszStem) + "~TM").c_str());
 }
 
 }  // namespace
@@ -433,44 +415,27 @@ TEST(CrashSafety, RewriteCutAtEveryStepLeavesTheOldOrTheNewTable) {
   CWordArray arCols;
   arCols.Add(1);
   arCols.Add(2);
+  // Each rewrite works on the table opened anew.
+  auto fnOn = [&strPath](std::function<void(CCatStd&)> fnRewrite) {
+    return [&strPath, fnRewrite] {
+      CCatStd table(strPath.c_str());
+      fnRewrite(table);
+    };
+  };
+  CDWordArray arRows;
+  arRows.Add(1);
+  arRows.Add(3);
   const struct {
     const char* pszWhat;
     std::function<void()> fnWork;
     std::string strWatched;  // the file that must be old or new
   } arRewrites[] = {
-      {"compact",
-       [&] {
-         CCatStd table(strPath.c_str());
-         table.CompactTable(nullptr, &arCols);
-       },
-       strPath},
-      {"uncompact",
-       [&] {
-         CCatStd table(strPath.c_str());
-         table.UncompactTable(nullptr, &arCols);
-       },
-       strPath},
+      {"compact", fnOn([&](CCatStd& table) { table.CompactTable(nullptr, &arCols); }), strPath},
+      {"uncompact", fnOn([&](CCatStd& table) { table.UncompactTable(nullptr, &arCols); }), strPath},
       {"uncompact to another file",
-       [&] {
-         CCatStd table(strPath.c_str());
-         table.UncompactTable(strOther.c_str(), &arCols);
-       },
-       strOther},
-      {"scramble",
-       [&] {
-         CCatStd table(strPath.c_str());
-         table.CryptTable(TRUE);
-       },
-       strTwin},
-      {"delete rows",
-       [&] {
-         CCatStd table(strPath.c_str());
-         CDWordArray arRows;
-         arRows.Add(1);
-         arRows.Add(3);
-         table.DeleteRows(arRows);
-       },
-       strPath},
+       fnOn([&](CCatStd& table) { table.UncompactTable(strOther.c_str(), &arCols); }), strOther},
+      {"scramble", fnOn([](CCatStd& table) { table.CryptTable(TRUE); }), strTwin},
+      {"delete rows", fnOn([&](CCatStd& table) { table.DeleteRows(arRows); }), strPath},
   };
   for (const auto& rewrite : arRewrites) {
     SCOPED_TRACE(rewrite.pszWhat);
@@ -488,8 +453,8 @@ TEST(CrashSafety, RewriteCutAtEveryStepLeavesTheOldOrTheNewTable) {
     fnSetUp();
     rewrite.fnWork();
     const std::string strNew = ReadFile(rewrite.strWatched);
-    ASSERT_NE(strNew, rewrite.strWatched == strPath ? std::string(kFoldable) : strOld);
     const std::string strBefore = rewrite.strWatched == strPath ? std::string(kFoldable) : strOld;
+    ASSERT_NE(strNew, strBefore);
     const int nSteps = CutAtEveryStep(fnSetUp, rewrite.fnWork, [&](const std::string& strWhat) {
       const std::string strNow = ReadFile(rewrite.strWatched);
       EXPECT_TRUE(Exists(rewrite.strWatched) && (strNow == strBefore || strNow == strNew))

@@ -10,12 +10,7 @@
 
 namespace {
 
-using lorn_test::Exists;
-using lorn_test::GetMTime;
-using lorn_test::ReadFile;
-using lorn_test::SetMTime;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 class CRecorder : public CProgressMonitor {
  public:
@@ -23,7 +18,7 @@ class CRecorder : public CProgressMonitor {
   ~CRecorder() override { SetProgressMonitor(nullptr); }
   void SetTitle(const char* pszText) override { m_strLog += std::string("T:") + pszText + ";"; }
   void SetStep(const char* pszText) override { m_strLog += std::string("S:") + pszText + ";"; }
-  void SetPos(WORD nPos) override { m_strLog += "P" + std::to_string(nPos) + ";"; }
+  void SetPos(WORD nPos) override { m_strLog.append("P").append(std::to_string(nPos)) += ";"; }
   void End() override { m_strLog += "E;"; }
   std::string m_strLog;
 };
@@ -70,9 +65,7 @@ TEST(CryptTable, WritesTheOtherFormAndBack) {
     CRecorder monitor;
     scrambled.CryptTable(FALSE);
     EXPECT_EQ(monitor.m_strLog,
-              "T:D\xe9"
-              "cryptage de la table " +
-                  dir.File("T.TXT") + ";S:;P0;P33;P66;P100;E;");
+              "T:D\351cryptage de la table " + dir.File("T.TXT") + ";S:;P0;P33;P66;P100;E;");
   }
   EXPECT_EQ(ReadFile(dir.File("T.TXT")), strPlain);
   EXPECT_EQ(GetMTime(dir.File("T.TXT")), 1700000000);

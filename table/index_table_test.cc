@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -8,15 +9,14 @@
 #include "frame/monitor.h"
 #include "frame/settings.h"
 #include "index/column_index.h"
+#include "index/index_test_util.h"
 #include "table/cat_std.h"
 #include "table/row_table.h"
 #include "testing/test_util.h"
 
 namespace {
 
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 // Titles, steps and the end in order; positions apart; any other call counted.
 class CRecordingMonitor : public CProgressMonitor {
@@ -61,9 +61,12 @@ std::string Step(WORD nId) {
 
 constexpr const char* INDEX_TITLE = "title:Indexation de la table T.TXT";
 
-void AppendLE(std::string& strBytes, DWORD nValue, int nBytes = 4) {
-  for (int i = 0; i < nBytes; ++i) {
-    strBytes += static_cast<char>((nValue >> (8 * i)) & 0xFF);
+// Appends each value as 4 bytes, least significant first.
+void AppendLE(std::string& strBytes, std::initializer_list<DWORD> arValues) {
+  for (DWORD nValue : arValues) {
+    for (int i = 0; i < 4; ++i) {
+      strBytes += static_cast<char>((nValue >> (8 * i)) & 0xFF);
+    }
   }
 }
 
@@ -72,7 +75,7 @@ std::string MakeTable(int nRows, std::string* pRowTable = nullptr) {
   std::string strText = "ID\tPRICE\tNAME\tGROUP\tTAGS\r\n";
   for (int i = 0; i < nRows; ++i) {
     if (pRowTable != nullptr) {
-      AppendLE(*pRowTable, static_cast<DWORD>(strText.size()));
+      AppendLE(*pRowTable, {static_cast<DWORD>(strText.size())});
     }
     strText += std::to_string(i) + "\t" + std::to_string(i) + ".5\tname" + std::to_string(i % 13) +
                "\t" + std::to_string(i % 7) + "\tx*y" + std::to_string(i % 3) + "\r\n";
@@ -181,25 +184,17 @@ TEST(IndexTable, WritesTheSidecarBytes) {
 
   // Header: version, stamp, types, key sizes, index offsets, locale, rows.
   std::string strExpected = "\x05";
-  AppendLE(strExpected, table.m_tStamp);
+  AppendLE(strExpected, {table.m_tStamp});
   strExpected += std::string("\x02\x00\x01\x04\x02\x00\x04\x03\x02\x00", 10);
   const DWORD nIndexPos = 16 + 6 * 2 + strLocale.GetLength() + 5 * 4;
-  AppendLE(strExpected, nIndexPos);
-  AppendLE(strExpected, 0);
+  AppendLE(strExpected, {nIndexPos, 0});
   strExpected += static_cast<char>(strLocale.GetLength()) + std::string(strLocale.GetString());
-  AppendLE(strExpected, 5);
-  for (DWORD nOffset : {5, 12, 17, 27, 34}) {
-    AppendLE(strExpected, nOffset);
-  }
+  AppendLE(strExpected, {5, 5, 12, 17, 27, 34});  // the row count, then the row table
   // Index of A: counts 1, 3, 1; the wildcard row; three values; the range
   // by its low bound, then by its high bound.
-  for (DWORD nValue : {1, 3, 1, 1, 3, 3, 3, 7, 0, 10, 2, 1, 5}) {
-    AppendLE(strExpected, nValue);
-  }
+  AppendLE(strExpected, {1, 3, 1, 1, 3, 3, 3, 7, 0, 10, 2, 1, 5});
   strExpected += '\x05';
-  for (DWORD nValue : {2, 5, 1}) {
-    AppendLE(strExpected, nValue);
-  }
+  AppendLE(strExpected, {2, 5, 1});
   strExpected += '\x05';
   EXPECT_EQ(ReadFile(dir.File("T.SDX")), strExpected);
 }
@@ -212,14 +207,11 @@ TEST(IndexTable, RefusedEntryDropsTheSidecar) {
   table.SetColFlags(2, COL_FLAG_INDEXED);
 
   // No temporary file can be made: the first entry is refused.
-  const char* pszSaved = std::getenv("TMPDIR");
-  const std::string strSaved = pszSaved != nullptr ? pszSaved : "";
-  setenv("TMPDIR", dir.File("missing").c_str(), 1);
-  const BOOL bResult = table.IndexTable();
-  if (pszSaved != nullptr) {
-    setenv("TMPDIR", strSaved.c_str(), 1);
-  } else {
-    unsetenv("TMPDIR");
+  BOOL bResult = FALSE;
+  {
+    index_test::CPrivateTmp tmp;  // puts TMPDIR back when it goes
+    setenv("TMPDIR", dir.File("missing").c_str(), 1);
+    bResult = table.IndexTable();
   }
   EXPECT_TRUE(bResult);
   EXPECT_FALSE(table.m_bIndexed);

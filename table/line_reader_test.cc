@@ -10,9 +10,7 @@
 
 namespace {
 
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 using Lines = std::vector<std::vector<std::string>>;
 
 // Every line of a file read with no header and no sidecar, and the offset
@@ -53,17 +51,10 @@ TEST(LineReader, LineEndsAndCells) {
   WriteFile(dir.File("a"), std::string(szText, sizeof(szText) - 1));
   std::vector<DWORD> offsets;
   // A NUL takes the CR and LF behind it; a NUL behind a line end is a line.
-  EXPECT_EQ(ReadAll(dir.File("a"), &offsets), (Lines{{"a"},
-                                                     {"b"},
-                                                     {"c"},
-                                                     {"d"},
-                                                     {"e"},
-                                                     {"f"},
-                                                     {"g"},
-                                                     {""},
-                                                     {"x", "", "y", ""},
-                                                     {"", "z"},
-                                                     {"last"}}));
+  const Lines kWant = {
+      {"a"},     {"b"},   {"c"}, {"d"}, {"e"}, {"f"}, {"g"}, {""}, {"x", "", "y", ""},
+      {"", "z"}, {"last"}};
+  EXPECT_EQ(ReadAll(dir.File("a"), &offsets), kWant);
   EXPECT_EQ(offsets, (std::vector<DWORD>{0, 2, 4, 7, 10, 14, 18, 20, 25, 31, 34}));
   WriteFile(dir.File("b"), "\r\nno separator");
   EXPECT_EQ(ReadAll(dir.File("b")), (Lines{{""}}));

@@ -11,11 +11,7 @@
 
 namespace {
 
-using lorn_test::Exists;
-using lorn_test::GetMTime;
-using lorn_test::SetMTime;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 std::string Name(CCatStd& table, WORD nCol) {
   CString strName;

@@ -11,8 +11,7 @@
 
 namespace {
 
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 std::vector<std::string> Cells(const CStringArray& arCells) {
   std::vector<std::string> arResult;
@@ -20,6 +19,13 @@ std::vector<std::string> Cells(const CStringArray& arCells) {
     arResult.emplace_back(arCells[i].GetString());
   }
   return arResult;
+}
+
+// "offset+length" of a row as GetRowPos gives them.
+std::string PosLen(CCatStd& table, DWORD nRow) {
+  DWORD nLen = 99;
+  const LONG nPos = table.GetRowPos(nRow, &nLen);
+  return std::to_string(nPos) + "+" + std::to_string(nLen);
 }
 
 // Every value that NextColValue lists for the column, in order.
@@ -43,28 +49,20 @@ TEST(RowAccess, RowPositionsAndLengths) {
   const std::string strText = "A\tB\r\n1\tx\r\n22\tyy\n333\tzzz\r\n\r\n";
   WriteFile(dir.File("T.TXT"), strText);
   CCatStd table(dir.File("T.TXT").c_str());
-  DWORD nLen = 99;
-  EXPECT_EQ(table.GetRowPos(0, &nLen), 5);
-  EXPECT_EQ(nLen, 5u);
-  EXPECT_EQ(table.GetRowPos(1, &nLen), 10);
-  EXPECT_EQ(nLen, 6u);
-  EXPECT_EQ(table.GetRowPos(2, &nLen), 16);
-  EXPECT_EQ(nLen, strText.size() - 16);
+  EXPECT_EQ(PosLen(table, 0), "5+5");
+  EXPECT_EQ(PosLen(table, 1), "10+6");
+  EXPECT_EQ(PosLen(table, 2), "16+" + std::to_string(strText.size() - 16));
   EXPECT_EQ(table.GetRowPos(1, nullptr), 10);
   EXPECT_EQ(table.GetRowPos(2, nullptr), 16);
-  EXPECT_EQ(table.GetRowPos(3, &nLen), -1);
-  EXPECT_EQ(nLen, 0u);
+  EXPECT_EQ(PosLen(table, 3), "-1+0");
 
   // A chained object reads through its root.
   CCatStd view(&table);
-  EXPECT_EQ(view.GetRowPos(1, &nLen), 10);
-  EXPECT_EQ(nLen, 6u);
+  EXPECT_EQ(PosLen(view, 1), "10+6");
 
   // A row table shorter than the count says: the missing rows fail.
   table.m_nRows = 5;
-  nLen = 99;
-  EXPECT_EQ(table.GetRowPos(3, &nLen), -1);
-  EXPECT_EQ(nLen, 0u);
+  EXPECT_EQ(PosLen(table, 3), "-1+0");
   CStringArray arCells;
   EXPECT_FALSE(table.ReadRow(4, arCells));
   EXPECT_EQ(arCells.GetSize(), 0);
@@ -88,10 +86,8 @@ TEST(RowAccess, RowEntriesThatGoBackOrPastTheFileGiveNoRow) {
   WriteFile(dir.File("T.SDX"), strSide);
   CCatStd table(dir.File("T.TXT").c_str());
   ASSERT_TRUE(table.IsIndexed());
-  DWORD nLen = 99;
-  EXPECT_EQ(table.GetRowPos(0, &nLen), -1);
-  EXPECT_EQ(nLen, 0u);
-  EXPECT_EQ(table.GetRowPos(1, &nLen), -1);
+  EXPECT_EQ(PosLen(table, 0), "-1+0");
+  EXPECT_EQ(PosLen(table, 1), "-1+0");
   EXPECT_EQ(table.GetRowPos(2, nullptr), -1);
   EXPECT_EQ(table.GetRowPos(1, nullptr), 4);
   CStringArray arCells;
@@ -133,9 +129,7 @@ TEST(RowAccess, TableWithoutRowsRunsNothing) {
     int m_nCalls = 0;
   } monitor;
   SetProgressMonitor(&monitor);
-  DWORD nLen = 99;
-  EXPECT_EQ(table.GetRowPos(0, &nLen), -1);
-  EXPECT_EQ(nLen, 0u);
+  EXPECT_EQ(PosLen(table, 0), "-1+0");
   CStringArray arCells;
   arCells.Add("old");
   EXPECT_FALSE(table.ReadRow(0, arCells));

@@ -14,17 +14,14 @@
 
 namespace {
 
-using lorn_test::Exists;
-using lorn_test::ReadFile;
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 // The table of rows 0 to 9 but those in arGone, rows of different lengths.
 std::string TableWithout(const std::set<DWORD>& arGone) {
   std::string strText = "N\tV\r\n";
   for (DWORD nRow = 0; nRow < 10; ++nRow) {
     if (arGone.count(nRow) == 0) {
-      strText += "R" + std::to_string(nRow) + "\t" + std::string(nRow + 1, 'v') + "\r\n";
+      strText.append("R").append(std::to_string(nRow)).append("\t").append(nRow + 1, 'v') += "\r\n";
     }
   }
   return strText;

@@ -12,8 +12,7 @@
 
 namespace {
 
-using lorn_test::TempDir;
-using lorn_test::WriteFile;
+using namespace lorn_test;
 
 std::string Joined(const CStringArray& arCells) {
   std::string strText;
@@ -42,8 +41,8 @@ TEST(RowTable, RowsReadTheSameThroughTheSidecarViewAndAcrossRewrites) {
   TempDir dir;
   std::string strText = "A\tB\tC\r\n";
   for (int i = 0; i < 40; ++i) {
-    strText +=
-        "r" + std::to_string(i) + "\tv" + std::to_string(i % 7) + "\t" + std::to_string(i) + "\r\n";
+    strText.append("r").append(std::to_string(i)).append("\tv").append(std::to_string(i % 7));
+    strText.append("\t").append(std::to_string(i)) += "\r\n";
   }
   strText += "short\r\nlast\tx\ty";
   const std::string strPath = dir.File("T.TXT");

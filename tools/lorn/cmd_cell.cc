@@ -55,7 +55,10 @@ int RunCell(CCliContext& context, const std::vector<std::string>& args) {
     std::string strLine = Format("{\"kind\":\"%s\",\"flags\":%u,\"values\":[", KindName(nKind),
                                  static_cast<unsigned>(nFlags));
     for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
-      strLine += (i > 0 ? "," : "") + COutput::JsonString(arValues.GetAt(i).GetString());
+      if (i > 0) {
+        strLine += ',';
+      }
+      strLine += COutput::JsonString(arValues.GetAt(i).GetString());
     }
     out.Line(strLine + "]}");
   } else {
