@@ -20,6 +20,7 @@
 #include "tools/lorn/cli_output.h"
 #include "tools/lorn/cli_progress.h"
 #include "tools/lorn/cli_rewrite.h"
+#include "tools/lorn/cli_test_util.h"
 #include "tools/lorn/cli_text.h"
 #include "tools/lorn/expr_parser.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -27,92 +28,8 @@
 namespace {
 
 using namespace lorn_test;
+using namespace lorn_cli_test;
 using ::testing::HasSubstr;
-
-struct CRun {
-  int nStatus = -1;
-  std::string strOut;
-  std::string strErr;
-};
-
-// Runs lorn with args in strDir, its standard output and error caught in
-// files. bCloseOut: standard output is a pipe whose reader has gone, as
-// behind "| head -0".
-CRun Lorn(const std::string& strDir, const std::vector<std::string>& args, bool bCloseOut = false) {
-  TempDir io;
-  int fdPipe[2];
-  if (pipe(fdPipe) != 0) {
-    ADD_FAILURE() << "pipe";
-    return {};
-  }
-  const pid_t pid = fork();
-  if (pid == 0) {
-    const int nFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
-    dup2(bCloseOut ? fdPipe[1] : open(io.File("out").c_str(), nFlags, 0600), STDOUT_FILENO);
-    dup2(open(io.File("err").c_str(), nFlags, 0600), STDERR_FILENO);
-    close(fdPipe[0]);
-    close(fdPipe[1]);
-    if (chdir(strDir.c_str()) != 0) {
-      _exit(126);
-    }
-    std::vector<char*> argv = {const_cast<char*>(LORN_CLI_PATH)};
-    for (const std::string& strArg : args) {
-      argv.push_back(const_cast<char*>(strArg.c_str()));
-    }
-    argv.push_back(nullptr);
-    execv(LORN_CLI_PATH, argv.data());
-    _exit(127);
-  }
-  close(fdPipe[0]);
-  close(fdPipe[1]);
-  int nWait = 0;
-  waitpid(pid, &nWait, 0);
-  return {WIFEXITED(nWait) ? WEXITSTATUS(nWait) : 128 + WTERMSIG(nWait), ReadFile(io.File("out")),
-          ReadFile(io.File("err"))};
-}
-
-std::string Table(const std::vector<std::string>& lines) {
-  std::string strText;
-  for (const std::string& strLine : lines) {
-    strText += strLine + "\r\n";
-  }
-  return strText;
-}
-
-// Six rows behind the header; PRICE is Real, QTY Long, COLOR holds a list,
-// a wildcard and an empty cell.
-const std::vector<std::string> kRows = {
-    "REF\tNAME\tFAMILY\tPRICE\tQTY\tCOLOR",
-    "A1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE",
-    "A2\tSaw\tTOOLS\t30\t10\tGREEN",
-    "B1\tRake\tGARDEN\t45\t2\tRED",
-    "B2\tHose\tGARDEN\t8\t7\t*",
-    "C1\tBrush\tPAINT\t3\t1\t",
-    "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY",
-};
-const std::string kTools = Table(kRows);
-const std::string kToolsHeader = "REF\tNAME\tFAMILY\tPRICE\tQTY\tCOLOR\n";
-
-class LornCli : public ::testing::Test {
- protected:
-  void SetUp() override { WriteFile(m_dir.File("tools.txt"), kTools); }
-  CRun Run(const std::vector<std::string>& args, bool bCloseOut = false) {
-    return Lorn(m_dir.path(), args, bCloseOut);
-  }
-  // A refused command: status 2 and nothing on standard output.
-  CRun Fails(const std::vector<std::string>& args) {
-    CRun run = Run(args);
-    EXPECT_EQ(run.nStatus, 2) << run.strErr;
-    EXPECT_EQ(run.strOut, "");
-    return run;
-  }
-  void ExpectError(const std::vector<std::string>& args, const std::string& strPart) {
-    EXPECT_THAT(Fails(args).strErr, HasSubstr(strPart));
-  }
-  std::string File(const std::string& strName) const { return m_dir.File(strName); }
-
-  TempDir m_dir;
-};
 
 TEST_F(LornCli, HelpAndUsageErrors) {
   CRun help = Run({"--help"});
