@@ -146,8 +146,6 @@ BOOL CQueryStd::IndexTable() {
     // A criterion made while its column's type was another (the analysis
     // had not run, or SetColType changed it) is made anew from its text.
     // The stored type is read directly: asking GetColType would index again.
-    CString strLocale;
-    GetLocale(strLocale);
     for (INT_PTR i = 0; i < m_arCriteria.GetSize(); ++i) {
       CCriteria* pCriteria = static_cast<CCriteria*>(m_arCriteria[i]);
       WORD nCol = pCriteria->GetCol();
@@ -159,7 +157,8 @@ BOOL CQueryStd::IndexTable() {
       BYTE nOp = 0;
       CString strValue;
       pCriteria->GetDefinition(nCol, nOp, strValue);
-      CCriteria* pNew = MakeCriteria(nWanted, nCol, nOp, strValue, strLocale);
+      // Made as any new criterion is: its text trimmed on the left.
+      CCriteria* pNew = CreateCriteria(nCol, nOp, strValue);
       delete pCriteria;
       m_arCriteria[i] = pNew;
     }

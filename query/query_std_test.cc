@@ -147,6 +147,18 @@ TEST_F(QueryTest, CriteriaFollowTheirColumnTypeAndItsChanges) {
   EXPECT_EQ(Rows(query.GetRows()), (Hits{0}));
 }
 
+TEST_F(QueryTest, CriterionRemadeAfterATypeChangeIsTrimmed) {
+  // SetCriteriaValue keeps the blank; the criterion made anew for the new
+  // type goes through CreateCriteria, which trims it.
+  CQueryStd query(path_.c_str());
+  query.AddCriteria(2, CRIT_EQUAL, "5");
+  query.SetCriteriaValue(0, " 40");
+  EXPECT_EQ(Rows(query.GetRows()), (Hits{3}));  // a Long key: atol skips the blank
+  query.SetColType(2, COL_TYPE_STR, 10);
+  query.Invalidate();
+  EXPECT_EQ(Rows(query.GetRows()), (Hits{3}));
+}
+
 TEST_F(QueryTest, CriterionWithoutIndexYieldsNoRows) {
   CQueryStd query(path_.c_str());
   query.AddCriteria(1, CRIT_EQUAL, "red");
