@@ -4,8 +4,12 @@
     check_exports.py --library liblorn.so --exports cmake/exports.txt
                      --platform cmake/platform_exports.txt [OBJECT.o ...]
 
-The dynamic symbol table of the shared object must hold every entry of the
-exports list and, beside the platform's classes, nothing else. The object
+Each line of the exports list is an entry of the export table by its number
+(1 to 145), "-" for a symbol that goes with the numbered entries, or "ext"
+for an extension; then the demangled name. Every number must be listed. The
+dynamic symbol table of the shared object must hold every entry of the
+exports list and, beside the platform's classes, nothing else; a missing
+entry is reported by its number. The object
 files, when given, are checked the same way before the linker's version
 script filters them: every symbol that their annotations leave visible must
 be a listed entry, a platform symbol or an instantiation of the C++ standard
@@ -67,6 +71,23 @@ def read_list(path):
             line = line.strip()
             if line and not line.startswith("#"):
                 entries.append(line)
+    return entries
+
+
+ENTRY_COUNT = 145
+
+
+def read_exports(path):
+    """[(tag, name)] of the exports list: tag is the entry number as text,
+    "-" or "ext". A line without a valid tag is refused."""
+    entries = []
+    for line in read_list(path):
+        tag, _, name = line.partition(" ")
+        name = name.strip()
+        if not name or not (tag in ("-", "ext") or
+                            (tag.isdigit() and 1 <= int(tag) <= ENTRY_COUNT)):
+            raise SystemExit(f"{path}: a line needs an entry number, - or ext: {line}")
+        entries.append((tag, name))
     return entries
 
 
@@ -166,9 +187,15 @@ def main():
     parser.add_argument("objects", nargs="*")
     args = parser.parse_args()
 
-    exports = read_list(args.exports)
+    tagged = read_exports(args.exports)
+    exports = [name for _, name in tagged]
+    entry_of = {name: tag for tag, name in tagged if tag.isdigit()}
     platform_required, platform_patterns = read_platform(args.platform)
     failed = False
+
+    numbered = {int(tag) for tag, _ in tagged if tag.isdigit()}
+    failed |= report("entries of the export table that the list lacks",
+                     {f"entry {n}" for n in range(1, ENTRY_COUNT + 1) if n not in numbered})
 
     duplicates = {e for e in exports if exports.count(e) > 1}
     failed |= report("entries listed twice in the exports list", duplicates)
@@ -185,7 +212,7 @@ def main():
     failed |= report(f"{args.library}: internal symbols exported", internal)
     failed |= report(f"{args.library}: exported symbols that are not listed", unexpected)
     failed |= report(f"{args.library}: listed entries that are not exported",
-                     exports - found)
+                     {f"{entry_of.get(e, '-')} {e}" for e in exports - found})
     failed |= report(f"{args.library}: platform entries that are not exported",
                      set(platform_required) - found)
 
@@ -200,8 +227,8 @@ def main():
 
     if failed:
         return 1
-    print(f"{args.library}: {len(exports)} library entries and the platform's classes, "
-          "nothing else")
+    print(f"{args.library}: entries 1 to {ENTRY_COUNT}, {len(exports)} names in all, and the "
+          "platform's classes, nothing else")
     return 0
 
 

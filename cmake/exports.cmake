@@ -7,7 +7,7 @@
 # templates. The test check_exports holds the built library and its object
 # files against the same lists.
 #
-#   cmake/exports.txt            the library's own entries, exact names
+#   cmake/exports.txt            the library's own entries by number, exact names
 #   cmake/platform_exports.txt   the platform's classes that cross the boundary
 
 set(LORN_EXPORTS_LIST ${CMAKE_CURRENT_SOURCE_DIR}/cmake/exports.txt)
@@ -29,7 +29,13 @@ function(lorn_export_lines list_file out_var)
   set(${out_var} "${result}" PARENT_SCOPE)
 endfunction()
 
-lorn_export_lines(${LORN_EXPORTS_LIST} lorn_own_entries)
+lorn_export_lines(${LORN_EXPORTS_LIST} lorn_numbered_entries)
+# Each entry of the library's list starts with its number, "-" or "ext".
+set(lorn_own_entries "")
+foreach(line IN LISTS lorn_numbered_entries)
+  string(REGEX MATCH "^[^ ]+ +(.*)$" tagged "${line}")
+  list(APPEND lorn_own_entries "${CMAKE_MATCH_1}")
+endforeach()
 lorn_export_lines(${LORN_PLATFORM_EXPORTS_LIST} lorn_platform_patterns)
 set(lorn_map "# Made by cmake/exports.cmake from cmake/exports.txt and\n")
 string(APPEND lorn_map "# cmake/platform_exports.txt.\n{\n  global:\n    extern \"C++\" {\n")

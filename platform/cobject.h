@@ -14,7 +14,9 @@
 //             the class by name and schema and creates it again on loading
 //
 // The DECLARE_ macros open a public section and declare GetRuntimeClass()
-// with override, so the class's other overrides must say override as well.
+// with override, so the class's other overrides must say override as well,
+// and two static functions that give the base class's record
+// (GetBaseClass) and the class's own (GetThisClass).
 //
 // Records are plain constant data; they never change after initialisation
 // and are never freed. A class defined in a static library is registered only
@@ -81,9 +83,11 @@ class LORN_API CObject {
 
 #define RUNTIME_CLASS(class_name) (&class_name::class##class_name)
 
-#define DECLARE_DYNAMIC(class_name)       \
- public:                                  \
-  static CRuntimeClass class##class_name; \
+#define DECLARE_DYNAMIC(class_name)                      \
+ public:                                                 \
+  static CRuntimeClass class##class_name;                \
+  [[maybe_unused]] static CRuntimeClass* GetBaseClass(); \
+  [[maybe_unused]] static CRuntimeClass* GetThisClass(); \
   CRuntimeClass* GetRuntimeClass() const override;
 
 #define DECLARE_DYNCREATE(class_name) \
@@ -96,6 +100,12 @@ class LORN_API CObject {
   CRuntimeClass class_name::class##class_name = {                                            \
       #class_name, static_cast<int>(sizeof(class_name)), static_cast<UINT>(wSchema), pfnNew, \
       RUNTIME_CLASS(base_class_name)};                                                       \
+  CRuntimeClass* class_name::GetBaseClass() {                                                \
+    return RUNTIME_CLASS(base_class_name);                                                   \
+  }                                                                                          \
+  CRuntimeClass* class_name::GetThisClass() {                                                \
+    return RUNTIME_CLASS(class_name);                                                        \
+  }                                                                                          \
   CRuntimeClass* class_name::GetRuntimeClass() const {                                       \
     return RUNTIME_CLASS(class_name);                                                        \
   }                                                                                          \
