@@ -1,5 +1,6 @@
 #include "tools/lorn/cli_error.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -32,6 +33,11 @@ std::string FileErrorText(const CFileException& e) {
     case CFileException::endOfFile:
       return "unexpected end of file";
     case CFileException::diskFull:
+      // The platform files a file past its size limit (EFBIG) under
+      // diskFull as well; only ENOSPC is a full disk.
+      if (e.m_lOsError > 0 && e.m_lOsError != ENOSPC) {
+        return std::strerror(static_cast<int>(e.m_lOsError));
+      }
       return "disk full";
     default:
       break;

@@ -22,6 +22,7 @@ const CValuedOption kValuedOptions[] = {
     {"--any", &CGlobalOptions::strAny},
     {"--locale", &CGlobalOptions::strLocale},
     {"--catalog-dir", &CGlobalOptions::strCatalogDir},
+    {"--sidecar-dir", &CGlobalOptions::strSidecarDir},
 };
 
 // An argument that reads as a negative number is no option.
@@ -43,7 +44,8 @@ char OneCharacter(const char* pszOption, const std::string& strValue) {
 }
 
 bool IsGlobalOption(const std::string& strName) {
-  static const char* const s_apszFlags[] = {"-q", "--quiet", "--progress", "--json", "--utf8"};
+  static const char* const s_apszFlags[] = {"-q",     "--quiet", "--progress",      "--json",
+                                            "--utf8", "--csv",   "--sidecar-beside"};
   for (const char* pszFlag : s_apszFlags) {
     if (strName == pszFlag) {
       return true;
@@ -79,6 +81,12 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
       options.bJson = true;
     } else if (strArg == "--utf8") {
       options.bUtf8 = true;
+    } else if (strArg == "--csv") {
+      options.bCsv = true;
+    } else if (strArg == "--version") {
+      options.bVersion = true;
+    } else if (strArg == "--sidecar-beside") {
+      options.bSidecarBeside = true;
     } else {
       std::string strName = strArg;
       std::string strValue;
@@ -109,6 +117,11 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
         options.bCatalogDir = true;
       } else if (pOption->pMember == &CGlobalOptions::strLocale) {
         options.bLocale = true;
+      } else if (pOption->pMember == &CGlobalOptions::strSidecarDir) {
+        if (strValue.empty()) {
+          throw CCliError("--sidecar-dir wants a folder");
+        }
+        options.bSidecarDir = true;
       } else if (strValue.empty()) {
         throw CCliError(
             strName == "--range-sep"

@@ -16,16 +16,20 @@
 
 struct CGlobalOptions {
   bool bHelp = false;
-  bool bQuiet = false;     // -q: no progress
-  bool bProgress = false;  // --progress: progress even when stderr is no terminal
-  bool bJson = false;      // --json: JSON lines where a command prints rows
-  bool bUtf8 = false;      // --utf8: table text shown in UTF-8
+  bool bQuiet = false;          // -q: no progress
+  bool bProgress = false;       // --progress: progress even when stderr is no terminal
+  bool bJson = false;           // --json: JSON lines where a command prints rows
+  bool bUtf8 = false;           // --utf8: table text shown in UTF-8
+  bool bCsv = false;            // --csv: CSV (RFC 4180) where a command prints rows
+  bool bVersion = false;        // --version
+  bool bSidecarBeside = false;  // --sidecar-beside: beside the table even in a system folder
   // The library's settings; an empty text leaves the setting alone (an
   // option given with an empty value is refused, but for the two below).
   std::string strSep, strRangeOpen, strRangeClose, strRangeSep, strValueSep, strAny;
-  std::string strLocale, strCatalogDir;
+  std::string strLocale, strCatalogDir, strSidecarDir;
   bool bLocale = false;      // --locale given ("" is the plain locale)
   bool bCatalogDir = false;  // --catalog-dir given ("" empties the setting)
+  bool bSidecarDir = false;  // --sidecar-dir given
 };
 
 // Parses argv[1..] up to the command. Gives the index of the command in

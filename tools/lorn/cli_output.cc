@@ -4,8 +4,10 @@
 #include <cstring>
 
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/csv_format.h"
 
-COutput::COutput(FILE* pFile, bool bJson) : m_pFile(pFile), m_bJson(bJson) {}
+COutput::COutput(FILE* pFile, bool bJson, bool bCsv)
+    : m_pFile(pFile), m_bJson(bJson), m_bCsv(bCsv && !bJson) {}
 
 std::string COutput::Text(const char* pszText) const {
   std::string strText = pszText != nullptr ? pszText : "";
@@ -79,13 +81,14 @@ void COutput::BeginRows(const CStringArray& arNames, bool bRowNumbers) {
   m_bRowNumbers = bRowNumbers;
   m_arKeys.clear();
   std::string strHeader = bRowNumbers ? "#" : "";
+  const char cSep = m_bCsv ? ',' : '\t';
   for (INT_PTR i = 0; i < arNames.GetSize(); ++i) {
     std::string strName = Text(arNames.GetAt(i));
     m_arKeys.push_back(JsonString(strName));
     if (i > 0 || bRowNumbers) {
-      strHeader += '\t';
+      strHeader += cSep;
     }
-    strHeader += strName;
+    strHeader += m_bCsv ? CsvField(strName, cSep) : strName;
   }
   if (!m_bJson) {
     Line(strHeader);
@@ -110,19 +113,24 @@ void COutput::Row(DWORD nRow, const CStringArray& arCells) {
     }
     strLine += '}';
   } else {
+    const char cSep = m_bCsv ? ',' : '\t';
     if (m_bRowNumbers) {
       strLine = std::to_string(nRow);
     }
     for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
       if (i > 0 || m_bRowNumbers) {
-        strLine += '\t';
+        strLine += cSep;
       }
-      strLine += Text(arCells.GetAt(i));
+      strLine += m_bCsv ? CsvField(Text(arCells.GetAt(i)), cSep) : Text(arCells.GetAt(i));
     }
   }
   Line(strLine);
 }
 
 void COutput::Value(const char* pszValue) {
+  if (m_bCsv) {
+    Line(CsvField(Text(pszValue), ','));
+    return;
+  }
   Line(m_bJson ? JsonString(Text(pszValue)) : Text(pszValue));
 }

@@ -1,7 +1,8 @@
 // Standard output of the lorn command: rows as TSV (cells separated by TAB,
-// one row a line) or as JSON lines (one object a row, keyed by column name).
+// one row a line), as CSV (RFC 4180 quoting, comma, LF line ends) or as JSON
+// lines (one object a row, keyed by column name).
 //
-// TSV gives the table's own bytes unless a codec is set (--utf8). JSON text
+// TSV and CSV give the table's own bytes unless a codec is set (--utf8). JSON text
 // is UTF-8 by definition, so JSON output always goes through the codec.
 // A write refused with EPIPE raises CBrokenPipe; any other write error a
 // CCliError.
@@ -19,10 +20,11 @@
 
 class COutput {
  public:
-  // pFile is not owned.
-  COutput(FILE* pFile, bool bJson);
+  // pFile is not owned. bCsv is ignored when bJson is set.
+  COutput(FILE* pFile, bool bJson, bool bCsv = false);
 
   bool IsJson() const { return m_bJson; }
+  bool IsCsv() const { return m_bCsv; }
   // The codec for table text; null: bytes as they stand. Not owned.
   void SetCodec(const CTextCodec* pCodec) { m_pCodec = pCodec; }
   const CTextCodec* GetCodec() const { return m_pCodec; }
@@ -38,7 +40,7 @@ class COutput {
   // the header line ("#" first with row numbers), JSON keeps them as keys.
   void BeginRows(const CStringArray& arNames, bool bRowNumbers);
   void Row(DWORD nRow, const CStringArray& arCells);
-  // One value a line (TSV) or one JSON string a line.
+  // One value a line (TSV), one CSV field a line or one JSON string a line.
   void Value(const char* pszValue);
 
   // Flushes; a failure raises as Write does.
@@ -52,6 +54,7 @@ class COutput {
 
   FILE* m_pFile;
   bool m_bJson;
+  bool m_bCsv;
   const CTextCodec* m_pCodec = nullptr;
   bool m_bRowNumbers = false;
   std::vector<std::string> m_arKeys;  // JSON string literals of the names

@@ -5,6 +5,7 @@
 
 #include "frame/lorn_defs.h"
 #include "table/cat_std.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 
@@ -30,8 +31,9 @@ int RunIndex(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("index", args, {}, {});
   list.RequireCount(1, -1, "lorn index TABLE [COLUMN...]");
   const std::string& strPath = list.Positional()[0];
-  CCatStd table(strPath.c_str());
-  RequireOpen(table, strPath);
+  std::string strOpen = PlaceTable(strPath, context.options);
+  CCatStd table(strOpen.c_str());
+  RequireOpen(table, strOpen);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   std::vector<WORD> cols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {
@@ -40,7 +42,7 @@ int RunIndex(CCliContext& context, const std::vector<std::string>& args) {
   for (WORD nCol : cols) {
     table.SetColFlags(nCol, COL_FLAG_INDEXED);
   }
-  RequireIndexed(table, strPath);
+  RequireIndexed(table, strOpen);
   return EXIT_OK;
 }
 

@@ -8,6 +8,7 @@
 #include "frame/lorn_defs.h"
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -65,6 +66,40 @@ std::string StateText(const CSidecarState& side) {
   return strText;
 }
 
+// The columns a text takes on a terminal: UTF-8 text by its characters, East
+// Asian wide ones counting two; other text (a single-byte code page) by its
+// bytes.
+size_t DisplayWidth(const std::string& strText) {
+  size_t nWidth = 0;
+  for (size_t i = 0; i < strText.size();) {
+    unsigned char c = static_cast<unsigned char>(strText[i]);
+    size_t nLen = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+    if (nLen == 0 || i + nLen > strText.size()) {
+      return strText.size();
+    }
+    unsigned int nCode = nLen == 1 ? c : c & (0x7F >> nLen);
+    for (size_t j = 1; j < nLen; ++j) {
+      unsigned char cNext = static_cast<unsigned char>(strText[i + j]);
+      if ((cNext & 0xC0) != 0x80) {
+        return strText.size();
+      }
+      nCode = (nCode << 6) | (cNext & 0x3F);
+    }
+    bool bWide = (nCode >= 0x1100 && nCode <= 0x115F) || (nCode >= 0x2E80 && nCode <= 0xA4CF) ||
+                 (nCode >= 0xAC00 && nCode <= 0xD7A3) || (nCode >= 0xF900 && nCode <= 0xFAFF) ||
+                 (nCode >= 0xFE30 && nCode <= 0xFE4F) || (nCode >= 0xFF00 && nCode <= 0xFF60) ||
+                 (nCode >= 0xFFE0 && nCode <= 0xFFE6) || nCode >= 0x20000;
+    nWidth += bWide ? 2 : 1;
+    i += nLen;
+  }
+  return nWidth;
+}
+
+std::string PadRight(const std::string& strText, size_t nWidth) {
+  size_t nShown = DisplayWidth(strText);
+  return nShown >= nWidth ? strText : strText + std::string(nWidth - nShown, ' ');
+}
+
 struct CColumnInfo {
   std::string strName;
   BYTE nType = 0;
@@ -87,8 +122,9 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
 
   // The state is told before the table is opened: opening drops a stale
   // sidecar.
+  std::string strOpen = PlaceTable(strPath, context.options);
   CSidecarState side;
-  InspectSidecar(strPath, side);
+  InspectSidecar(strOpen, side);
   bool bScrambled = IsScrambledName(strPath);
   std::string strLocale;
   std::string strRows = "unknown";
@@ -96,8 +132,8 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   bool bColumns = false;
 
   if (side.nState != ESideState::locked) {
-    CCatStd table(strPath.c_str());
-    RequireOpen(table, strPath);
+    CCatStd table(strOpen.c_str());
+    RequireOpen(table, strOpen);
     std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
     CCodecGuard codecGuard(out, pCodec.get());
     bScrambled = table.IsScrambled() != FALSE;
@@ -168,17 +204,17 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   out.Line("rows     " + strRows);
   out.Line("columns  " + std::to_string(columns.size()));
   out.Line("");
-  int nWidth = 4;
+  size_t nWidth = 4;
   for (const CColumnInfo& column : columns) {
-    nWidth = std::max(nWidth, static_cast<int>(column.strName.size()));
+    nWidth = std::max(nWidth, DisplayWidth(column.strName));
   }
-  out.Line(Format("%5s  %-*s  %-4s  %4s  %-5s  %s", "#", nWidth, "name", "type", "size", "flags",
-                  "index"));
+  out.Line(Format("%5s  %s  %-4s  %4s  %-5s  %s", "#", PadRight("name", nWidth).c_str(), "type",
+                  "size", "flags", "index"));
   for (size_t i = 0; i < columns.size(); ++i) {
     const CColumnInfo& column = columns[i];
     std::string strFlags = column.nFlags != 0 ? Format("0x%02X", column.nFlags) : "-";
     std::string strSize = column.nSize != 0 ? std::to_string(column.nSize) : "-";
-    out.Line(Format("%5zu  %-*s  %-4s  %4s  %-5s  %s", i, nWidth, column.strName.c_str(),
+    out.Line(Format("%5zu  %s  %-4s  %4s  %-5s  %s", i, PadRight(column.strName, nWidth).c_str(),
                     TypeName(column.nType), strSize.c_str(), strFlags.c_str(), column.pszIndex));
   }
   return EXIT_OK;

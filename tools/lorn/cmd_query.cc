@@ -1,15 +1,19 @@
 // lorn query: runs a query on a table and prints the rows that qualify.
 #include <cstdio>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "cells/cell_grammar.h"
 #include "frame/lorn_defs.h"
 #include "query/query_std.h"
 #include "query/result_std.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/expr_parser.h"
 
 namespace {
@@ -24,27 +28,39 @@ const char kUsage[] =
     "COLUMN OP VALUE: COLUMN a name (any case) or #N (number from 0); OP one of\n"
     "= < <= > >= != <>; VALUE the text up to the next \"&\" or \"|\", trimmed, or\n"
     "quoted with '...' or \"...\". In text values \"*\" and \"?\" are patterns.\n"
+    "An unquoted value may not hold = < or >: \"A==1\", \"A=>1\" and \"A=1 B=2\"\n"
+    "are refused. On a Long column the value must be a whole number, on a Real\n"
+    "column a number; a number compared with a Str column is compared as text,\n"
+    "and lorn says so on standard error, with the row that made the column text.\n"
     "\n"
     "Usage:\n"
-    "  lorn [options] query TABLE EXPR [--columns A,B,...] [--count] [--row-numbers]\n"
+    "  lorn [options] query TABLE EXPR [--select A,B,... | --columns A,B,...]\n"
+    "                 [--count] [--row-numbers] [--limit N]\n"
     "  lorn query --help\n"
     "\n"
     "Example:\n"
     "  lorn query examples/catalogue.txt \"FAMILLE=OUTILS & PRIX<50 | REF=A12*\"\n"
     "\n"
     "Options:\n"
+    "  --select A,B,...   print these columns, in this order, for every row that\n"
+    "                     qualifies (a column may repeat) [default: all columns]\n"
     "  --columns A,B,...  show these columns only, in table order, and rows\n"
     "                     that agree in all of them once (a result view,\n"
     "                     at most 16383 rows) [default: all columns]\n"
     "  --count            print the number of rows only\n"
     "  --row-numbers      put each row's number (from 0) first, under \"#\"\n"
+    "  --limit N          print at most N rows (--count still counts all)\n"
     "  -h, --help         this text\n";
 
-const char kUsageLine[] = "lorn query TABLE EXPR [--columns A,B,...] [--count] [--row-numbers]";
+const char kUsageLine[] =
+    "lorn query TABLE EXPR [--select A,B,... | --columns A,B,...] [--count] [--row-numbers] "
+    "[--limit N]";
 
 struct CQueryPrint {
   bool bCount;
   bool bRowNumbers;
+  DWORD nLimit;                  // rows printed at most
+  std::vector<WORD> selectCols;  // --select: the columns printed, in order
 };
 
 void PrintCount(COutput& out, DWORD nCount) {
@@ -75,7 +91,7 @@ DWORD PrintView(COutput& out, const CQueryPrint& print, CQueryStd& query,
     view.GetColumnNames(&arHeader);
     out.BeginRows(arHeader, print.bRowNumbers);
     CStringArray arCells;
-    for (DWORD i = 0; i < nCount; ++i) {
+    for (DWORD i = 0; i < nCount && i < print.nLimit; ++i) {
       view.GetRowCells(static_cast<short>(i), &arCells);
       out.Row(pRows->GetAt(i), arCells);
     }
@@ -110,28 +126,130 @@ DWORD PrintRows(COutput& out, const CQueryPrint& print, CQueryStd& query) {
   }
   CStringArray arNames;
   GetColumnNames(query, arNames);
+  if (!print.selectCols.empty()) {
+    CStringArray arChosen;
+    for (WORD nCol : print.selectCols) {
+      arChosen.Add(arNames.GetAt(nCol));
+    }
+    arNames.Copy(arChosen);
+  }
   out.BeginRows(arNames, print.bRowNumbers);
   CStringArray arCells;
-  for (DWORD nRow : rows) {
-    query.ReadRow(nRow, arCells);
-    out.Row(nRow, arCells);
+  CStringArray arChosen;
+  for (size_t i = 0; i < rows.size() && i < print.nLimit; ++i) {
+    query.ReadRow(rows[i], arCells);
+    if (print.selectCols.empty()) {
+      out.Row(rows[i], arCells);
+      continue;
+    }
+    arChosen.SetSize(static_cast<INT_PTR>(print.selectCols.size()));
+    for (size_t j = 0; j < print.selectCols.size(); ++j) {
+      WORD nCol = print.selectCols[j];
+      arChosen.SetAt(static_cast<INT_PTR>(j),
+                     nCol < arCells.GetSize() ? arCells.GetAt(nCol) : CString());
+    }
+    out.Row(rows[i], arChosen);
   }
   return static_cast<DWORD>(rows.size());
 }
 
+// The first row whose cell in nCol holds a value that is no number: the row
+// that made the column Str. false when none is found (the column was typed
+// Str otherwise, by a sidecar of another host).
+bool FindFirstTextRow(CCatStd& table, WORD nCol, DWORD& nRow, CString& strCell) {
+  CStringArray arCells;
+  CStringArray arValues;
+  DWORD nRows = table.GetRowCount();
+  for (nRow = 0; nRow < nRows; ++nRow) {
+    if (!table.ReadRow(nRow, arCells) || nCol >= arCells.GetSize()) {
+      continue;
+    }
+    BYTE nFlags = 0;
+    table.SplitCell(arCells.GetAt(nCol), arValues, &nFlags);
+    for (INT_PTR i = 0; i < arValues.GetSize(); ++i) {
+      if (ClassifyCell(arValues.GetAt(i), COL_TYPE_LONG) == COL_TYPE_STR) {
+        strCell = arCells.GetAt(nCol);
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// A number compared with a Str column is compared as text: "100" < "50". Said
+// once for each such column, on standard error, with the row that made the
+// column text.
+void WarnTextComparison(CCliContext& context, CCatStd& table, WORD nCol,
+                        const CExprCriterion& criterion) {
+  CString strName;
+  table.GetColName(nCol, strName);
+  std::string strWhy;
+  DWORD nRow = 0;
+  CString strCell;
+  if (FindFirstTextRow(table, nCol, nRow, strCell)) {
+    strWhy = Format(" since row %u (from 0) holds \"%s\"", nRow, context.out.Text(strCell).c_str());
+  }
+  context.out.Flush();
+  std::fprintf(stderr,
+               "lorn: query: column \"%s\" is Str (text)%s: \"%s\" is compared with its "
+               "cells as text, not as a number\n",
+               context.out.Text(strName).c_str(), strWhy.c_str(), criterion.strValue.c_str());
+}
+
+DWORD ParseLimit(const std::string* pLimit) {
+  if (pLimit == nullptr) {
+    return 0xFFFFFFFF;
+  }
+  bool bDigits = !pLimit->empty() && pLimit->size() <= 9 &&
+                 pLimit->find_first_not_of("0123456789") == std::string::npos;
+  if (!bDigits) {
+    throw CCliError(Format("query: --limit wants a number of rows (0, 1, 2, ...), not \"%s\"",
+                           pLimit->c_str()));
+  }
+  return static_cast<DWORD>(std::stoul(*pLimit));
+}
+
 int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
-  CArgList list("query", args, {"--count", "--row-numbers"}, {"--columns"});
+  CArgList list("query", args, {"--count", "--row-numbers"}, {"--columns", "--select", "--limit"});
   list.RequireCount(2, 2, kUsageLine);
   const std::string& strPath = list.Positional()[0];
   std::vector<CExprCriterion> criteria = ParseExpression(list.Positional()[1]);
+  const std::string* pColumns = list.Value("--columns");
+  const std::string* pSelect = list.Value("--select");
+  if (pColumns != nullptr && pSelect != nullptr) {
+    throw CCliError(
+        "query: give --select (columns of every row) or --columns (a view with repeats "
+        "removed), not both");
+  }
+  CQueryPrint print = {
+      list.Has("--count"), list.Has("--row-numbers"), ParseLimit(list.Value("--limit")), {}};
 
-  CQueryStd query(strPath.c_str());
-  RequireOpen(query, strPath);
+  std::string strOpen = PlaceTable(strPath, context.options);
+  CQueryStd query(strOpen.c_str());
+  RequireOpen(query, strOpen);
+  RequireNoQuotedFields(strOpen, strPath, query.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(query, context.options);
   CCodecGuard codecGuard(context.out, pCodec.get());
+  if (pSelect != nullptr) {
+    for (const std::string& strName : SplitList(*pSelect, ',')) {
+      if (strName.empty()) {
+        throw CCliError(Format("query: --select \"%s\" has an empty name", pSelect->c_str()));
+      }
+      print.selectCols.push_back(ResolveColumn(query, strPath, strName, pCodec.get()));
+    }
+  }
+  std::set<WORD> warned;
   for (size_t i = 0; i < criteria.size(); ++i) {
     const CExprCriterion& criterion = criteria[i];
     WORD nCol = ResolveColumn(query, strPath, criterion.strColumn, pCodec.get());
+    BYTE nType = query.GetColType(nCol);
+    if (nType == COL_TYPE_NONE) {
+      ThrowIndexFailure(query, strOpen);
+    }
+    ValidateCriterion(criterion, nType);
+    if (nType == COL_TYPE_STR && IsNumberText(criterion.strValue) && warned.insert(nCol).second) {
+      WarnTextComparison(context, query, nCol, criterion);
+    }
     std::string strValue = ToTableText(pCodec.get(), criterion.strValue);
     if (i > 0) {
       query.AddOperator(criterion.cConnector);
@@ -142,11 +260,9 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
     }
   }
   if (!query.Run()) {
-    ThrowIndexFailure(query, strPath);
+    ThrowIndexFailure(query, strOpen);
   }
 
-  CQueryPrint print = {list.Has("--count"), list.Has("--row-numbers")};
-  const std::string* pColumns = list.Value("--columns");
   DWORD nCount = pColumns != nullptr
                      ? PrintView(context.out, print, query, strPath, *pColumns, pCodec.get())
                      : PrintRows(context.out, print, query);

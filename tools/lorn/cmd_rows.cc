@@ -5,8 +5,10 @@
 
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 
 namespace {
 
@@ -31,9 +33,11 @@ int RunRows(CCliContext& context, const std::vector<std::string>& args) {
   for (size_t i = 1; i < list.Positional().size(); ++i) {
     rows.push_back(ParseRowNumber(list.Positional()[i], "rows"));
   }
-  CCatStd table(strPath.c_str());
-  RequireOpen(table, strPath);
-  RequireIndexed(table, strPath);
+  std::string strOpen = PlaceTable(strPath, context.options);
+  CCatStd table(strOpen.c_str());
+  RequireOpen(table, strOpen);
+  RequireNoQuotedFields(strOpen, strPath, table.m_cColSep);
+  RequireIndexed(table, strOpen);
   DWORD nRowCount = table.GetRowCount();
   for (DWORD nRow : rows) {
     if (nRow >= nRowCount && nRowCount == 0) {

@@ -5,8 +5,10 @@
 
 #include "frame/lorn_defs.h"
 #include "table/cat_std.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 
 namespace {
 
@@ -31,13 +33,15 @@ int RunValues(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("values", args, {}, {});
   list.RequireCount(2, 2, "lorn values TABLE COLUMN");
   const std::string& strPath = list.Positional()[0];
-  CCatStd table(strPath.c_str());
-  RequireOpen(table, strPath);
+  std::string strOpen = PlaceTable(strPath, context.options);
+  CCatStd table(strOpen.c_str());
+  RequireOpen(table, strOpen);
+  RequireNoQuotedFields(strOpen, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CCodecGuard codecGuard(context.out, pCodec.get());
   WORD nCol = ResolveColumn(table, strPath, list.Positional()[1], pCodec.get());
   table.SetColFlags(nCol, COL_FLAG_INDEXED);
-  RequireIndexed(table, strPath);
+  RequireIndexed(table, strOpen);
   CString strValue;
   for (BOOL bMore = table.NextColValue(nCol, strValue, TRUE); bMore;
        bMore = table.NextColValue(nCol, strValue, FALSE)) {

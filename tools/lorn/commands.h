@@ -42,5 +42,6 @@ extern const CCommand g_cmdDecrypt;
 extern const CCommand g_cmdDelete;
 extern const CCommand g_cmdDrop;
 extern const CCommand g_cmdSidecar;
+extern const CCommand g_cmdImport;
 
 #endif  // LORN_TOOLS_LORN_COMMANDS_H_

@@ -42,7 +42,7 @@ TEST_F(LornCli, HelpAndUsageErrors) {
   // What it does, then its usage, then its options.
   EXPECT_THAT(query.strOut,
               ::testing::ContainsRegex("Runs a query(.|\n)*Usage:\n  lorn \\[options\\] "
-                                       "query TABLE EXPR(.|\n)*Options:\n  --columns"));
+                                       "query TABLE EXPR(.|\n)*Options:\n  --select"));
 
   ExpectError({}, "Usage:");
   EXPECT_EQ(Fails({"frobnicate", "x"}).strErr,
@@ -394,7 +394,7 @@ TEST(LornExpr, ReadsMasksConnectorsAndQuotes) {
     EXPECT_EQ(criteria[i].cConnector, static_cast<BYTE>(acConnectors[i])) << i;
   }
   EXPECT_EQ(ParseExpression("REF=''")[0].strValue, "");
-  EXPECT_EQ(ParseExpression("NAME==x")[0].strValue, "=x");
+  EXPECT_EQ(ParseExpression("NAME='=x'")[0].strValue, "=x");
 }
 
 TEST(LornText, ConvertsBetweenCodePagesAndUtf8) {

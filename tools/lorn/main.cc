@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -12,6 +13,7 @@
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_options.h"
 #include "tools/lorn/cli_output.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_progress.h"
 #include "tools/lorn/commands.h"
 
@@ -25,7 +27,7 @@ const char kUsage[] =
     "Usage:\n"
     "  lorn [options] COMMAND ARGS...\n"
     "  lorn COMMAND --help\n"
-    "  lorn --help\n"
+    "  lorn --help | --version\n"
     "\n"
     "Commands:\n";
 
@@ -46,16 +48,29 @@ const char kCommonOptions[] =
     "                     on the command line is taken as UTF-8 [default: bytes\n"
     "                     as stored]\n"
     "  --json             JSON lines instead of TSV where rows print (always UTF-8)\n"
+    "  --csv              CSV (RFC 4180 quoting, comma, LF) instead of TSV where\n"
+    "                     rows print\n"
+    "  --sidecar-dir DIR  keep sidecars in DIR, one folder per table, whatever\n"
+    "                     folder the table is in [default: beside the table;\n"
+    "                     in the user's cache, $XDG_CACHE_HOME/lorn or\n"
+    "                     ~/.cache/lorn, when the table's folder is read-only or\n"
+    "                     a system folder: not the user's, or under /usr, /etc,\n"
+    "                     /opt, /var/lib, ...]\n"
+    "  --sidecar-beside   beside the table even in a system folder\n"
     "  -q, --quiet        no progress\n"
     "  --progress         progress on standard error even when it is no terminal\n"
     "  -h, --help         this text\n"
+    "  --version          the version of lorn\n"
+    "\n"
+    "TABLE \"-\" reads the table from standard input (info, index, query, rows,\n"
+    "values).\n"
     "\n"
     "Exit status: 0 done, 1 a query found no row, 2 error.\n";
 
 const CCommand* const kCommands[] = {
     &g_cmdInfo,   &g_cmdIndex,   &g_cmdQuery,     &g_cmdValues, &g_cmdRows,
     &g_cmdCell,   &g_cmdCompact, &g_cmdUncompact, &g_cmdCrypt,  &g_cmdDecrypt,
-    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,
+    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,   &g_cmdImport,
 };
 
 void PrintMainUsage(FILE* pFile) {
@@ -69,8 +84,10 @@ void PrintMainUsage(FILE* pFile) {
 
 void PrintCommandUsage(const CCommand& command) {
   std::fputs(command.pszUsage, stdout);
-  std::fputs("\n", stdout);
-  std::fputs(kCommonOptions, stdout);
+  std::fputs(
+      "\nCommon options (--sep, --utf8, --json, --csv, -q, ...) stand before the command; "
+      "see lorn --help.\n",
+      stdout);
 }
 
 const CCommand* FindCommand(const char* pszName) {
@@ -107,6 +124,13 @@ int Run(int argc, char** argv) {
     PrintMainUsage(stdout);
     return EXIT_OK;
   }
+  if (options.bVersion) {
+    std::printf("lorn %s\n", LORN_VERSION);
+    return EXIT_OK;
+  }
+  if (options.bJson && options.bCsv) {
+    throw CCliError("--json and --csv: choose one");
+  }
   if (nCommand >= argc) {
     PrintMainUsage(stderr);
     return EXIT_ERROR;
@@ -125,7 +149,7 @@ int Run(int argc, char** argv) {
   bool bTerminal = isatty(STDERR_FILENO) != 0;
   CConsoleMonitor monitor(stderr, !options.bQuiet && (bTerminal || options.bProgress), bTerminal);
   CMonitorGuard guard(&monitor);
-  COutput out(stdout, options.bJson);
+  COutput out(stdout, options.bJson, options.bCsv);
   CCliContext context = {options, out};
   int nStatus = pCommand->pfnRun(context, args);
   out.Flush();
@@ -141,6 +165,7 @@ int main(int argc, char** argv) {
     nStatus = Run(argc, argv);
   } catch (const CBrokenPipe&) {
     // The reader went away: nothing more to say to anyone.
+    RemoveStdinCopy();
     _exit(EXIT_OK);
   } catch (const CCliError& e) {
     PrintError(e.what());
@@ -150,10 +175,14 @@ int main(int argc, char** argv) {
     PrintError("out of memory");
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    RemoveStdinCopy();
     if (errno == EPIPE) {
       _exit(nStatus == EXIT_ERROR ? EXIT_ERROR : EXIT_OK);
     }
-    std::fprintf(stderr, "lorn: standard output: %s\n", std::strerror(errno));
+    // A failed write has been told already, as the command's error.
+    if (nStatus != EXIT_ERROR) {
+      std::fprintf(stderr, "lorn: standard output: %s\n", std::strerror(errno));
+    }
     return EXIT_ERROR;
   }
   return nStatus;
