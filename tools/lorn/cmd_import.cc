@@ -242,6 +242,15 @@ void WriteTable(const std::string& strPath, const std::string& strText) {
   }
 }
 
+// The reader's next record; its errors name the file.
+bool NextRecord(CCsvReader& reader, std::vector<CCsvField>& fields, const std::string& strFile) {
+  try {
+    return reader.Next(fields);
+  } catch (const CCliError& e) {
+    throw CCliError(strFile + ":" + e.what());
+  }
+}
+
 int RunImport(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("import", args, {"--literal", "--force"}, {"--delimiter", "--encoding", "--to"});
   list.RequireCount(2, 2, kUsageLine);
@@ -285,7 +294,7 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
   std::string strCell;
   size_t nColumns = 0;
   bool bHeader = true;
-  while (reader.Next(fields)) {
+  while (NextRecord(reader, fields, strFile)) {
     if (bHeader) {
       nColumns = fields.size();
     } else if (fields.size() != nColumns) {
