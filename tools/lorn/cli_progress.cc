@@ -42,6 +42,18 @@ CConsoleMonitor::~CConsoleMonitor() {
 }
 
 void CConsoleMonitor::GetMessage(WORD nId, CString& strText) {
+  // The command's own wording of the library's messages, by number, with the
+  // same placeholders; a number it does not know keeps the library's text.
+  static const char* const s_apszMessages[] = {
+      "Indexing table %s",   "Examining the column types",  "Reading the cells",
+      "Sorting the columns", "Compacting table %s",         "Uncompacting table %s",
+      "Scrambling table %s", "Unscrambling table %s",       "Searching...",
+      "Cannot sort...",      "Cannot open file %s (%d)...", "Cannot create file %s (%d)...",
+  };
+  if (nId < sizeof s_apszMessages / sizeof s_apszMessages[0]) {
+    strText = s_apszMessages[nId];
+    return;
+  }
   CString strStock;
   CProgressMonitor::GetMessage(nId, strStock);
   strText = Cp1252ToUtf8(strStock.GetString()).c_str();

@@ -3,8 +3,8 @@
 // redrawn in place on a terminal. Errors that the library hands to the
 // monitor (ShowError) always print, as "lorn: ..." lines.
 //
-// The library's messages are Windows-1252; GetMessage gives them in UTF-8,
-// so that titles and errors read right on a UTF-8 terminal.
+// GetMessage gives the library's messages in the command's English wording
+// (the library's own French texts stay its defaults for other hosts).
 #ifndef LORN_TOOLS_LORN_CLI_PROGRESS_H_
 #define LORN_TOOLS_LORN_CLI_PROGRESS_H_
 

@@ -355,15 +355,15 @@ TEST_F(LornCli, ScrambledTablesAndBadPaths) {
 }
 
 TEST_F(LornCli, ProgressErrorsAndPipes) {
-  // Progress goes to standard error only, titles in UTF-8; -q silences it.
+  // Progress goes to standard error only, in English; -q silences it.
   CRun progress = Run({"--progress", "index", "tools.txt", "COLOR"});
   EXPECT_EQ(progress.nStatus, 0);
   EXPECT_EQ(progress.strOut, "");
-  EXPECT_THAT(progress.strErr, HasSubstr("Indexation de la table tools.txt"));
+  EXPECT_THAT(progress.strErr, HasSubstr("Indexing table tools.txt"));
   EXPECT_THAT(progress.strErr, HasSubstr("100%"));
   WriteFile(File("lists.txt"), Table({"A\tB", "1\tx*y"}));
   EXPECT_THAT(Run({"--progress", "uncompact", "lists.txt"}).strErr,
-              HasSubstr("D\303\251compactage de la table lists.txt"));
+              HasSubstr("Uncompacting table lists.txt"));
   EXPECT_EQ(Run({"-q", "--progress", "index", "tools.txt", "QTY"}).strErr, "");
 
   // A reader that goes away ends the command quietly.
@@ -493,10 +493,10 @@ TEST(LornProgress, WritesLinesAndErrorsToItsFile) {
   }
   std::fclose(pFile);
   EXPECT_EQ(ReadFile(dir.File("log")),
-            "D\303\251compactage de la table %s [....................] 0%\n"
-            "D\303\251compactage de la table %s: COL [....................] 0%\n"
-            "D\303\251compactage de la table %s: COL [###########.........] 55%\n"
-            "D\303\251compactage de la table %s: COL [####################] 100%\n"
+            "Uncompacting table %s [....................] 0%\n"
+            "Uncompacting table %s: COL [....................] 0%\n"
+            "Uncompacting table %s: COL [###########.........] 55%\n"
+            "Uncompacting table %s: COL [####################] 100%\n"
             "lorn: Tri imposssible...\n"
             "lorn: shown anyway\n");
 }
