@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # One entry point for building and checking lorn on a Debian machine.
 #
-#   ./build.sh run        build everything, then query the example catalogue
+#   ./build.sh run        build the lorn command only, then query the example catalogue
 #   ./build.sh test       build everything, then run the whole test suite
 #   ./build.sh sanitize   the test suite again under AddressSanitizer and UBSan
 #   ./build.sh bench      build and run the benchmarks (see bench/README.md)
@@ -18,6 +18,7 @@ command -v cmake >/dev/null || need_packages+=(cmake)
 command -v ninja >/dev/null || need_packages+=(ninja-build)
 command -v g++ >/dev/null || need_packages+=(g++)
 [ -f /usr/include/gtest/gtest.h ] || need_packages+=(libgtest-dev libgmock-dev)
+command -v help2man >/dev/null || need_packages+=(help2man)  # the manual page of lorn
 if [ "${1:-}" = fuzz ]; then
   command -v clang++ >/dev/null || need_packages+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 ||
@@ -38,15 +39,17 @@ configure() {  # build-dir extra-cmake-args...
   local dir=$1
   shift
   cmake -S . -B "$dir" -G Ninja -DLORN_WERROR="$werror" "$@" >/dev/null
-  cmake --build "$dir" -j "$jobs"
+  cmake --build "$dir" -j "$jobs" ${LORN_TARGET:+--target "$LORN_TARGET"}
 }
 
 case "${1:-}" in
   run)
-    configure build
-    # Tools under 50, or anything red, through four columns, repeats removed.
+    # Only the command, its build output on standard error: standard output
+    # holds the query's rows alone.
+    LORN_TARGET=lorn_cli configure build >&2
+    # Tools under 20, or references E00..., through four columns.
     build/tools/lorn/lorn -q --utf8 query examples/catalogue.txt \
-      "FAMILLE=OUTILS & PRIX<50 | COULEUR=ROUGE" --columns REF,LIBELLE,PRIX,COULEUR
+      "FAMILLE=OUTILS & PRIX<20 | REF=E00*" --select REF,LIBELLE,PRIX,COULEUR
     ;;
   test)
     configure build

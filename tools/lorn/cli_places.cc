@@ -182,8 +182,13 @@ std::string PlaceTable(const std::string& strArg, const CGlobalOptions& options)
   if (options.bSidecarBeside) {
     return strArg;
   }
+  // A folder without write permission is read-only to root as well, though
+  // root could write in it.
   std::string strDir = DirectoryOf(strArg);
-  if (!IsSystemFolder(strArg) && access(strDir.c_str(), W_OK) == 0) {
+  struct stat dir {};
+  bool bWritable = access(strDir.c_str(), W_OK) == 0 && stat(strDir.c_str(), &dir) == 0 &&
+                   (dir.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
+  if (bWritable && !IsSystemFolder(strArg)) {
     return strArg;
   }
   std::string strRoot = SidecarCacheDir();

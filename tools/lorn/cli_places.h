@@ -3,7 +3,8 @@
 //
 // The library keeps a table's sidecar beside it, under a name derived from
 // the table's path. That is right for the user's own folders, but a
-// read-only folder (a mounted share, a CD) cannot take one, and a system
+// read-only folder (a mounted share, a CD, a folder without write
+// permission, even to root) cannot take one, and a system
 // folder should not get one behind the user's back. There the command opens
 // the table through a symbolic link in a private folder of the user's cache,
 //
