@@ -1,6 +1,7 @@
 #include "tools/lorn/cli_places.h"
 
 #include <pwd.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,32 @@
 namespace {
 
 std::string g_strStdinDir;  // private folder of the copy of standard input
+
+// The same paths for a signal handler, which may only call unlink and rmdir.
+char g_szStdinDir[4096];
+char g_szStdinCopy[4096];
+char g_szStdinSide[4096];
+
+void RemoveOnSignal(int nSignal) {
+  unlink(g_szStdinCopy);
+  unlink(g_szStdinSide);
+  rmdir(g_szStdinDir);
+  signal(nSignal, SIG_DFL);
+  raise(nSignal);
+}
+
+// A copy of standard input goes on Ctrl-C and termination as well.
+void RemoveCopyOnSignals(const std::string& strDir) {
+  if (strDir.size() + 16 > sizeof g_szStdinDir) {
+    return;
+  }
+  std::snprintf(g_szStdinDir, sizeof g_szStdinDir, "%s", strDir.c_str());
+  std::snprintf(g_szStdinCopy, sizeof g_szStdinCopy, "%s/stdin.txt", strDir.c_str());
+  std::snprintf(g_szStdinSide, sizeof g_szStdinSide, "%s/stdin.SDX", strDir.c_str());
+  for (int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
+    signal(nSignal, RemoveOnSignal);
+  }
+}
 
 std::string DirectoryOf(const std::string& strPath) {
   size_t nSlash = strPath.rfind('/');
@@ -104,6 +131,7 @@ std::string CopyStdin() {
   }
   g_strStdinDir = name.data();
   std::atexit(RemoveStdinCopy);
+  RemoveCopyOnSignals(g_strStdinDir);
   std::string strCopy = g_strStdinDir + "/stdin.txt";
   FILE* pFile = std::fopen(strCopy.c_str(), "wb");
   if (pFile == nullptr) {

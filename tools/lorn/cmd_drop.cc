@@ -6,6 +6,7 @@
 #include "platform/exceptions.h"
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -25,10 +26,11 @@ const char kUsage[] =
     "Options:\n"
     "  -h, --help   this text\n";
 
-int RunDrop(CCliContext& /*context*/, const std::vector<std::string>& args) {
+int RunDrop(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("drop", args, {}, {});
   list.RequireCount(1, 1, "lorn drop TABLE");
-  const std::string& strPath = list.Positional()[0];
+  // Where the reading commands keep the table's sidecar.
+  const std::string strPath = PlaceTable(list.Positional()[0], context.options);
   std::string strSide = SidecarPathOf(strPath);
   try {
     CCatStd table(strPath.c_str());

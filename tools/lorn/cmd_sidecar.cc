@@ -10,6 +10,7 @@
 #include "platform/exceptions.h"
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -164,7 +165,8 @@ int RunSidecar(CCliContext& context, const std::vector<std::string>& args) {
   if (context.options.bJson) {
     throw CCliError("sidecar: --json is not supported; the dump is text");
   }
-  const std::string& strPath = list.Positional()[0];
+  // Where the reading commands keep the table's sidecar.
+  const std::string strPath = PlaceTable(list.Positional()[0], context.options);
   CSidecarState state;
   InspectSidecar(strPath, state);
   switch (state.nState) {
