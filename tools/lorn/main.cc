@@ -85,8 +85,8 @@ void PrintMainUsage(FILE* pFile) {
 void PrintCommandUsage(const CCommand& command) {
   std::fputs(command.pszUsage, stdout);
   std::fputs(
-      "\nCommon options (--sep, --utf8, --json, --csv, -q, ...) stand before the command; "
-      "see lorn --help.\n",
+      "\nCommon options (--sep, --utf8, --json, --csv, -q, ...) stand before the\n"
+      "command: see lorn --help.\n",
       stdout);
 }
 
