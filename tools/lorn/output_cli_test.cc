@@ -4,9 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "platform/exceptions.h"
+#include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_test_util.h"
 
 namespace {
@@ -71,6 +75,9 @@ TEST_F(LornCli, AFailedWriteIsOneLine) {
   int nStatus = std::system(strCommand.c_str());
   EXPECT_EQ(WEXITSTATUS(nStatus), 2);
   EXPECT_EQ(ReadFile(File("err.txt")), "lorn: standard output: No space left on device\n");
+  // A file past its size limit is filed as diskFull too, but is no full disk.
+  EXPECT_EQ(FileErrorText(CFileException(CFileException::diskFull, ENOSPC)), "disk full");
+  EXPECT_EQ(FileErrorText(CFileException(CFileException::diskFull, EFBIG)), "File too large");
 }
 
 }  // namespace
