@@ -100,7 +100,7 @@ DWORD PrintView(COutput& out, const CQueryPrint& print, CQueryStd& query,
     out.Flush();
     std::fprintf(stderr,
                  "lorn: query: a view with --columns keeps at most %u rows; more may "
-                 "qualify (leave out --columns to see all)\n",
+                 "qualify (--select shows every row)\n",
                  static_cast<unsigned>(RESULT_ROW_LIMIT));
   }
   return nCount;
