@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/csv_format.h"
@@ -82,9 +83,20 @@ void COutput::BeginRows(const CStringArray& arNames, bool bRowNumbers) {
   m_arKeys.clear();
   std::string strHeader = bRowNumbers ? "#" : "";
   const char cSep = m_bCsv ? ',' : '\t';
+  // A JSON object holds a key once: a name met again (a column chosen twice,
+  // or named "#" beside the row numbers) takes the first free of NAME_2,
+  // NAME_3, ...
+  std::set<std::string> used;
+  if (bRowNumbers) {
+    used.insert("#");
+  }
   for (INT_PTR i = 0; i < arNames.GetSize(); ++i) {
     std::string strName = Text(arNames.GetAt(i));
-    m_arKeys.push_back(JsonString(strName));
+    std::string strKey = strName;
+    for (int nTwin = 2; !used.insert(strKey).second; ++nTwin) {
+      strKey = strName + "_" + std::to_string(nTwin);
+    }
+    m_arKeys.push_back(JsonString(strKey));
     if (i > 0 || bRowNumbers) {
       strHeader += cSep;
     }

@@ -1,6 +1,7 @@
 // lorn info: what lorn knows of a table, without changing it.
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
 
 namespace {
@@ -134,6 +136,12 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   if (side.nState != ESideState::locked) {
     CCatStd table(strOpen.c_str());
     RequireOpen(table, strOpen);
+    // The columns shown are those a reading command would see, and would
+    // refuse: said first, on standard error.
+    std::string strQuoted = QuotedFieldProblem(strOpen, strPath, table.m_cColSep);
+    if (!strQuoted.empty()) {
+      std::fprintf(stderr, "lorn: info: %s\n", strQuoted.c_str());
+    }
     std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
     CCodecGuard codecGuard(out, pCodec.get());
     bScrambled = table.IsScrambled() != FALSE;
