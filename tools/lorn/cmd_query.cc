@@ -28,7 +28,8 @@ const char kUsage[] =
     "and no precedence: A & B | C means (A and B) or C. A criterion is\n"
     "COLUMN OP VALUE: COLUMN a name (any case) or #N (number from 0); OP one of\n"
     "= < <= > >= != <>; VALUE the text up to the next \"&\" or \"|\", trimmed, or\n"
-    "quoted with '...' or \"...\". In text values \"*\" and \"?\" are patterns.\n"
+    "quoted with '...' or \"...\". In text values \"?\" stands for one character\n"
+    "and a final \"*\" for any rest: \"REF=A1*\"; a \"*\" elsewhere is itself.\n"
     "An unquoted value may not hold = < or >: \"A==1\", \"A=>1\" and \"A=1 B=2\"\n"
     "are refused. On a Long column the value must be a whole number, on a Real\n"
     "column a number; a number compared with a Str column is compared as text,\n"
@@ -216,6 +217,10 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
       ThrowIndexFailure(query, strOpen);
     }
     ValidateCriterion(criterion, nType);
+    std::string strSurprise = CriterionSurprise(criterion, nType);
+    if (!strSurprise.empty()) {
+      std::fprintf(stderr, "lorn: query: %s\n", strSurprise.c_str());
+    }
     if (nType == COL_TYPE_STR && IsNumberText(criterion.strValue) && warned.insert(nCol).second) {
       WarnTextComparison(context, query, nCol, criterion);
     }

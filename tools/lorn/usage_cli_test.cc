@@ -1,0 +1,33 @@
+// What a user new to lorn is told where a command would find less than its
+// words say.
+#include <string>
+#include <vector>
+
+#include "tools/lorn/cli_test_util.h"
+
+namespace {
+
+using namespace lorn_cli_test;
+using namespace lorn_test;
+
+TEST_F(LornCli, QueryTellsWhatACriterionCannotFind) {
+  struct {
+    std::vector<std::string> args;
+    const char* pszErr;
+  } cases[] = {
+      {{"query", "tools.txt", "COLOR=''", "--count"},
+       "lorn: query: COLOR='' finds no empty cell: an empty cell holds no value, and no "
+       "criterion finds it alone (COLOR!='' finds it with every other value)\n"},
+      {{"query", "tools.txt", "NAME=*mer", "--count"},
+       "lorn: query: in \"*mer\" the \"*\" at position 1 stands for itself: only a \"*\" at "
+       "the end of a value stands for any rest of the text (\"?\" for one character)\n"},
+      {{"query", "tools.txt", "NAME=ha*", "--count"}, ""},
+      {{"query", "tools.txt", "QTY=5", "--count"}, ""},
+  };
+  for (const auto& c : cases) {
+    CRun run = Run(c.args);
+    EXPECT_EQ(run.strErr, c.pszErr) << c.args[2];
+  }
+}
+
+}  // namespace
