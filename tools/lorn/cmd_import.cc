@@ -319,7 +319,10 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
         if (strCell.find(c) != std::string::npos) {
           throw CCliError(strWhere + Format("the field holds %s, which a table cell cannot hold%s",
                                             CharName(c).c_str(),
-                                            c == grammar.cSep ? " (its separator)" : ""));
+                                            c == grammar.cSep
+                                                ? " (its separator; another one is given "
+                                                  "before the command: lorn --sep ';' import ...)"
+                                                : ""));
         }
       }
       if (strCell.size() > 32767) {

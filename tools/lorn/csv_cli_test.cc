@@ -78,7 +78,10 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
     std::vector<std::string> options;
     const char* pszError;
   } cases[] = {
-      {"a,b\n1,\"x\ty\"\n", {}, "in.csv:2:3: the field holds a TAB"},
+      {"a,b\n1,\"x\ty\"\n",
+       {},
+       "in.csv:2:3: the field holds a TAB, which a table cell cannot hold (its separator; "
+       "another one is given before the command: lorn --sep ';' import ...)"},
       {"a,b\n1,\"x\ny\"\n", {}, "in.csv:2:3: the field holds an LF"},
       {"a;b\n1;x;y\n", {"--delimiter", ";"}, "in.csv:2: 3 fields where the header has 2"},
       {"a,b\n1,*\n", {}, "in.csv:2:3: the field is the lone wildcard"},

@@ -30,4 +30,20 @@ TEST_F(LornCli, QueryTellsWhatACriterionCannotFind) {
   }
 }
 
+TEST_F(LornCli, HintsGiveCommandsThatRun) {
+  // A common option behind the command: the hint keeps its value, quoted
+  // for the shell where it needs it.
+  struct {
+    std::vector<std::string> args;
+    const char* pszErr;
+  } cases[] = {
+      {{"rows", "tools.txt", "0", "--sep", ";"}, "(lorn --sep ';' rows ...)"},
+      {{"rows", "tools.txt", "0", "--locale", "fra"}, "(lorn --locale fra rows ...)"},
+      {{"rows", "tools.txt", "0", "--json"}, "(lorn --json rows ...)"},
+  };
+  for (const auto& c : cases) {
+    ExpectError(c.args, c.pszErr);
+  }
+}
+
 }  // namespace
