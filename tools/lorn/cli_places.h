@@ -51,4 +51,8 @@ std::string SidecarCacheDir();
 // Registered with atexit by PlaceTable; main calls it on its quick exits.
 void RemoveStdinCopy();
 
+// strText with the path of the copy of standard input, which is gone when
+// the user reads it, told as "standard input".
+std::string NameStdinCopy(const std::string& strText);
+
 #endif  // LORN_TOOLS_LORN_CLI_PLACES_H_

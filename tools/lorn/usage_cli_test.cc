@@ -1,5 +1,8 @@
 // What a user new to lorn is told where a command would find less than its
 // words say.
+#include <sys/wait.h>
+
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -44,6 +47,15 @@ TEST_F(LornCli, HintsGiveCommandsThatRun) {
   for (const auto& c : cases) {
     ExpectError(c.args, c.pszErr);
   }
+}
+
+TEST_F(LornCli, AnEmptyStandardInputIsNamedSo) {
+  // The copy of standard input is gone when the user reads the error.
+  std::string strCommand = std::string("cd '") + m_dir.path() + "' && : | '" + LORN_CLI_PATH +
+                           "' query - 'A=1' 2>err.txt";
+  EXPECT_EQ(WEXITSTATUS(std::system(strCommand.c_str())), 2);
+  EXPECT_EQ(ReadFile(File("err.txt")),
+            "lorn: standard input: empty file, a table needs a header line\n");
 }
 
 }  // namespace
