@@ -66,6 +66,7 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
             "name\tcity\tnote\r\nSmith, John\tZ\xC3\xBCrich\tsaid \"hi\"\r\n"
             "Anna\tK\xC3\xB6ln\t(1..5) as text\r\n");
   ExpectError({"import", "people.csv", "people.txt"}, "people.txt exists; give --force");
+  EXPECT_EQ(Run({"import", "people.csv", "-", "--literal"}).strOut, ReadFile(File("people.txt")));
   ASSERT_EQ(
       Run({"import", "people.csv", "people.txt", "--force", "--to", "1252", "--literal"}).nStatus,
       0);
@@ -84,6 +85,7 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
        "another one is given before the command: lorn --sep ';' import ...)"},
       {"a,b\n1,\"x\ny\"\n", {}, "in.csv:2:3: the field holds an LF"},
       {"a;b\n1;x;y\n", {"--delimiter", ";"}, "in.csv:2: 3 fields where the header has 2"},
+      {"a;b\n1;2\n", {}, "in.csv:1: the header is one field that holds \";\": give its delimiter"},
       {"a,b\n1,*\n", {}, "in.csv:2:3: the field is the lone wildcard"},
       {"a,b\n1,  red*blue\n", {}, "in.csv:2:3: the field holds \"*\""},
       {"a,b\n1,(1..5)\n", {}, "in.csv:2:3: the field starts with \"(\" and holds \"..\""},

@@ -131,11 +131,10 @@ TEST_F(LornCli, QueryPrintsQualifyingRowsOnce) {
                             "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
   EXPECT_EQ(run.strErr, "");
 
-  // RED and BLUE both qualify in row 0: it still prints and counts once.
-  EXPECT_EQ(Run({"query", "tools.txt", "color>A"}).strOut.find("A1\t"), kToolsHeader.size());
   ExpectOutputs(
       m_dir.path(),
       {
+          // RED and BLUE both qualify in row 0: it counts once.
           {{"query", "tools.txt", "color>A", "--count"}, "5\n"},
           {{"query", "tools.txt", "COLOR<>RED", "--row-numbers"},
            "#\t" + kToolsHeader +
