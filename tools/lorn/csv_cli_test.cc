@@ -130,7 +130,8 @@ TEST_F(LornCli, CsvOutputAndQuotedTablesUnderAComma) {
     EXPECT_EQ(info.nStatus, 0);
     EXPECT_EQ(info.strErr, std::string("lorn: info: ") + pszProblem +
                                " (a separator inside quotes would split the cell); import it: "
-                               "lorn import quoted.csv TABLE.txt\n");
+                               "lorn import quoted.csv TABLE.txt, then read TABLE.txt without "
+                               "--sep\n");
   }
   WriteFile(File("plain.csv"), "name,age\r\nSmith,40\r\n");
   EXPECT_EQ(Run({"--sep", ",", "query", "plain.csv", "age>1"}).strOut, "name\tage\nSmith\t40\n");

@@ -141,7 +141,8 @@ std::string QuotedFieldProblem(const std::string& strPath, const std::string& st
   }
   return Format(
       "%s:%zu: cell %zu is quoted as in CSV, which a table does not read (a separator "
-      "inside quotes would split the cell); import it: lorn import %s TABLE.txt%s",
+      "inside quotes would split the cell); import it: lorn import %s TABLE.txt%s, then "
+      "read TABLE.txt without --sep",
       strShown.c_str(), nLine, nCell, strShown.c_str(), cSep == ',' ? "" : " --delimiter ';'");
 }
 
