@@ -1,4 +1,6 @@
 // lorn info: what lorn knows of a table, without changing it.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -24,6 +26,7 @@ const char kUsage[] =
     "column: number, name, type (Long, Real, Str, or - when not yet examined),\n"
     "key size, flags and whether its index is built (or only wanted).\n"
     "\"info\" neither analyses nor indexes: run \"lorn index TABLE\" for that.\n"
+    "Like every command that opens a table, it drops a stale sidecar.\n"
     "\n"
     "Usage:\n"
     "  lorn [options] info TABLE\n"
@@ -58,10 +61,13 @@ bool IsScrambledName(const std::string& strPath) {
   return strExt == "SDC";
 }
 
-std::string StateText(const CSidecarState& side) {
+// bGone: the sidecar is no longer there, as opening the table drops a stale
+// one.
+std::string StateText(const CSidecarState& side, bool bGone) {
   std::string strText = SideStateName(side.nState);
   if (side.nState == ESideState::stale) {
-    strText += " (" + side.strReason + "); lorn index builds it anew";
+    strText += " (" + side.strReason + ")" + (bGone ? ", dropped now" : "") +
+               "; lorn index builds it anew";
   } else if (side.nState == ESideState::unreadable) {
     strText += " (" + side.strReason + ")";
   }
@@ -202,7 +208,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   out.Line("table    " + strPath);
   out.Line("form     " + strForm);
   out.Line("sidecar  " + side.strPath);
-  out.Line("state    " + StateText(side));
+  out.Line("state    " + StateText(side, access(side.strPath.c_str(), F_OK) != 0));
   if (!bColumns) {
     out.Line("columns  unknown while another process holds the sidecar");
     return EXIT_OK;

@@ -74,7 +74,10 @@ TEST_F(LornCli, InfoTellsStateWithoutChangingAnything) {
 
   lorn_test::SetMTime(File("tools.txt"), lorn_test::GetMTime(File("tools.txt")) + 10);
   CRun stale = Run({"info", "tools.txt"});
-  EXPECT_THAT(stale.strOut, HasSubstr("state    stale (the table changed since it was indexed)"));
+  // Opening the table drops its stale sidecar, and info says so.
+  EXPECT_THAT(stale.strOut, HasSubstr("state    stale (the table changed since it was indexed), "
+                                      "dropped now; lorn index builds it anew\n"));
+  EXPECT_FALSE(Exists(File("tools.SDX")));
   EXPECT_THAT(stale.strOut, HasSubstr("rows     unknown\n"));
 
   EXPECT_EQ(Fails({"info", "nothing.txt"}).strErr,
