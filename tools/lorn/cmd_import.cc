@@ -321,10 +321,11 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
           Format("%s:%zu:%zu: ", strFile.c_str(), field.place.nLine, field.place.nColumn);
       if (pConverter != nullptr) {
         if (!pConverter->Convert(field.strText, strCell)) {
-          throw CCliError(strWhere + Format("the field is not %s text or has a character that "
-                                            "%s cannot hold",
-                                            pFrom != nullptr ? pFrom->c_str() : "UTF-8",
-                                            pTo->c_str()));
+          throw CCliError(
+              strWhere + Format("the field is not %s text%s or has a character that %s cannot hold",
+                                pFrom != nullptr ? pFrom->c_str() : "UTF-8",
+                                pFrom != nullptr ? "" : " (--encoding names the file's own)",
+                                pTo->c_str()));
         }
       } else {
         strCell = field.strText;

@@ -89,7 +89,9 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
       {"a,b\n1,*\n", {}, "in.csv:2:3: the field is the lone wildcard"},
       {"a,b\n1,  red*blue\n", {}, "in.csv:2:3: the field holds \"*\""},
       {"a,b\n1,(1..5)\n", {}, "in.csv:2:3: the field starts with \"(\" and holds \"..\""},
-      {"a,b\n1,caf\xE9\n", {"--to", "1252"}, "in.csv:2:3: the field is not UTF-8 text"},
+      {"a,b\n1,caf\xE9\n",
+       {"--to", "1252"},
+       "in.csv:2:3: the field is not UTF-8 text (--encoding names the file's own)"},
       {"a,b\n1,\"x\n", {}, "in.csv:2:3: a quoted field has no closing quote"},
   };
   for (const auto& c : cases) {
