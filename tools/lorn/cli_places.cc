@@ -249,3 +249,12 @@ std::string NameStdinCopy(const std::string& strText) {
   }
   return strOut;
 }
+
+void RequireTableFile(const std::string& strArg, const char* pszCommand) {
+  if (strArg == "-") {
+    throw CCliError(
+        Format("%s: \"-\" reads the table from standard input, into a copy that lasts one run "
+               "(for info, index, query, rows and values): give the table's file",
+               pszCommand));
+  }
+}

@@ -40,6 +40,11 @@
 // found is handed back as it is, so that the usual error names it.
 std::string PlaceTable(const std::string& strArg, const CGlobalOptions& options);
 
+// Throws CCliError for "-" as the table of a command that keeps or rewrites
+// a file (drop, sidecar, the rewriting commands): the copy of standard
+// input lasts one run.
+void RequireTableFile(const std::string& strArg, const char* pszCommand);
+
 // Whether the table's folder is a system folder as above.
 bool IsSystemFolder(const std::string& strTable);
 

@@ -43,6 +43,10 @@ TEST_F(LornCli, HintsGiveCommandsThatRun) {
       {{"rows", "tools.txt", "0", "--sep", ";"}, "(lorn --sep ';' rows ...)"},
       {{"rows", "tools.txt", "0", "--locale", "fra"}, "(lorn --locale fra rows ...)"},
       {{"rows", "tools.txt", "0", "--json"}, "(lorn --json rows ...)"},
+      // Standard input is a table for one run only.
+      {{"drop", "-"},
+       "drop: \"-\" reads the table from standard input, into a copy that lasts "
+       "one run (for info, index, query, rows and values): give the table's file"},
   };
   for (const auto& c : cases) {
     ExpectError(c.args, c.pszErr);
