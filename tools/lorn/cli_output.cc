@@ -92,9 +92,13 @@ void COutput::BeginRows(const CStringArray& arNames, bool bRowNumbers) {
   }
   for (INT_PTR i = 0; i < arNames.GetSize(); ++i) {
     std::string strName = Text(arNames.GetAt(i));
-    std::string strKey = strName;
+    // A UTF-8 byte order mark before a table's header is no part of a key.
+    const char* pszName = arNames.GetAt(i).GetString();
+    const std::string strBase =
+        std::strncmp(pszName, "\xEF\xBB\xBF", 3) == 0 ? Text(pszName + 3) : strName;
+    std::string strKey = strBase;
     for (int nTwin = 2; !used.insert(strKey).second; ++nTwin) {
-      strKey = strName + "_" + std::to_string(nTwin);
+      strKey = strBase + "_" + std::to_string(nTwin);
     }
     m_arKeys.push_back(JsonString(strKey));
     if (i > 0 || bRowNumbers) {

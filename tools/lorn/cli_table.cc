@@ -167,6 +167,11 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
   if (nCol >= 0) {
     return static_cast<WORD>(nCol);
   }
+  // A UTF-8 byte order mark before the header belongs to the first name, and
+  // cannot be seen: "name" finds it.
+  if (table.FindCol(("\xEF\xBB\xBF" + ToTableText(pCodec, strName)).c_str()) == 0) {
+    return 0;
+  }
   std::string strList;
   for (short i = 0; i < nCount; ++i) {
     CString strColumn;

@@ -53,6 +53,14 @@ TEST_F(LornCli, HintsGiveCommandsThatRun) {
   }
 }
 
+TEST_F(LornCli, AByteOrderMarkIsNoPartOfAName) {
+  // The header keeps the mark as the table has it; names are found without it.
+  WriteFile(File("bom.txt"), Table({"\xEF\xBB\xBFname\tage", "Anna\t30"}));
+  CRun run = Run({"query", "bom.txt", "NAME=anna", "--select", "age,name"});
+  EXPECT_EQ(run.strOut, "age\t\xEF\xBB\xBFname\n30\tAnna\n") << run.strErr;
+  EXPECT_EQ(Run({"--json", "rows", "bom.txt", "0"}).strOut, "{\"name\":\"Anna\",\"age\":\"30\"}\n");
+}
+
 TEST_F(LornCli, AnEmptyStandardInputIsNamedSo) {
   // The copy of standard input is gone when the user reads the error.
   std::string strCommand = std::string("cd '") + m_dir.path() + "' && : | '" + LORN_CLI_PATH +
