@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The completion of lorn.bash, word by word, on a table made here: commands,
 # common and command options, column names after --select, in a query
-# expression and as the values column, with the table's separator.
+# expression and as the values column, with the table's separator and
+# without a byte order mark.
 #   lorn_bash_test.sh path/to/lorn path/to/lorn.bash
 set -u
 lorn=$(realpath "$1")
@@ -10,7 +11,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 printf 'REF\tNAME\tFAMILY\r\nA1\tHammer\tTOOLS\r\n' >tools.txt
-printf 'city;country\nWien;AT\n' >towns.csv
+printf '\357\273\277city;country\nWien;AT\n' >towns.csv
 
 failures=0
 expect() {  # "wanted replies" word...: completes the last word
@@ -37,6 +38,7 @@ expect "REF,NAME" query tools.txt 'REF=A1' --select REF,N
 expect "FAMILY" rows tools.txt 0 --select F
 expect "QTY>1 & FAMILY" query tools.txt 'QTY>1 & F'
 expect "country" --sep ';' values towns.csv co
+expect "city" --sep ';' query towns.csv 'country=AT' --select ci
 expect "" --sep ';' values towns.csv REF
 [ $failures -eq 0 ] || exit 1
 echo "completion: all cases pass"
