@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -165,6 +166,18 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
   }
   short nCol = table.FindCol(ToTableText(pCodec, strName).c_str());
   if (nCol >= 0) {
+    // A name that two columns hold would pick one without a word.
+    CString strFound;
+    table.GetColName(static_cast<WORD>(nCol), strFound);
+    for (short i = 0; i < nCount; ++i) {
+      CString strOther;
+      table.GetColName(static_cast<WORD>(i), strOther);
+      if (i != nCol && strOther.CompareNoCase(strFound) == 0) {
+        throw CCliError(Format("%s: \"%s\" names two columns, #%d and #%d; give #N",
+                               strPath.c_str(), strName.c_str(), std::min(i, nCol),
+                               std::max(i, nCol)));
+      }
+    }
     return static_cast<WORD>(nCol);
   }
   // A UTF-8 byte order mark before the header belongs to the first name, and

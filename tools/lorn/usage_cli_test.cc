@@ -34,6 +34,7 @@ TEST_F(LornCli, QueryTellsWhatACriterionCannotFind) {
 }
 
 TEST_F(LornCli, HintsGiveCommandsThatRun) {
+  WriteFile(File("twice.txt"), Table({"a\tA", "1\t2"}));
   // A common option behind the command: the hint keeps its value, quoted
   // for the shell where it needs it.
   struct {
@@ -43,6 +44,8 @@ TEST_F(LornCli, HintsGiveCommandsThatRun) {
       {{"rows", "tools.txt", "0", "--sep", ";"}, "(lorn --sep ';' rows ...)"},
       {{"rows", "tools.txt", "0", "--locale", "fra"}, "(lorn --locale fra rows ...)"},
       {{"rows", "tools.txt", "0", "--json"}, "(lorn --json rows ...)"},
+      // A name two columns hold picks neither.
+      {{"query", "twice.txt", "a=1"}, "twice.txt: \"a\" names two columns, #0 and #1; give #N"},
       // Standard input is a table for one run only.
       {{"drop", "-"},
        "drop: \"-\" reads the table from standard input, into a copy that lasts "
