@@ -116,7 +116,8 @@ TEST_F(LornCli, CsvOutputAndQuotedTablesUnderAComma) {
   EXPECT_EQ(Run({"--csv", "values", "commas.txt", "V"}).strOut, "\"a,b\"\n\"say \"\"x\"\"\"\n");
   ExpectError({"--json", "--csv", "rows", "tools.txt", "0"}, "--json and --csv: choose one");
 
-  // Every command that reads the cells refuses, info warns; lines ended by
+  // Every command that reads the cells refuses (the rewriting ones too),
+  // info warns; lines ended by
   // CR LF, LF or a CR alone are counted alike.
   for (const char* pszEnd : {"\r\n", "\n", "\r"}) {
     std::string strEnd = pszEnd;
@@ -128,6 +129,7 @@ TEST_F(LornCli, CsvOutputAndQuotedTablesUnderAComma) {
     ExpectError({"--sep", ",", "rows", "quoted.csv", "0"}, "lorn import quoted.csv TABLE.txt");
     ExpectError({"--sep", ",", "values", "quoted.csv", "age"}, pszProblem);
     ExpectError({"--sep", ",", "index", "quoted.csv"}, pszProblem);
+    ExpectError({"--sep", ",", "compact", "quoted.csv", "age"}, pszProblem);
     CRun info = Run({"--sep", ",", "info", "quoted.csv"});
     EXPECT_EQ(info.nStatus, 0);
     EXPECT_EQ(info.strErr, std::string("lorn: info: ") + pszProblem +
