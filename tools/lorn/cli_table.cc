@@ -192,8 +192,24 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
     strList += i > 0 ? ", " : "";
     strList += pCodec != nullptr ? pCodec->ToUtf8(strColumn.GetString()) : strColumn.GetString();
   }
-  throw CCliError(Format("%s: unknown column \"%s\"; the columns are %s", strPath.c_str(),
-                         strName.c_str(), strList.c_str()));
+  // One column whose name holds another separator: the table was read with
+  // the wrong one.
+  std::string strHint;
+  CString strOnly;
+  table.GetColName(0, strOnly);
+  for (char cOther : {'\t', ',', ';', '|'}) {
+    if (nCount == 1 && cOther != table.m_cColSep && std::strchr(strOnly.GetString(), cOther)) {
+      strHint = cOther == '\t' ? " (one column whose name holds a TAB: read the table without "
+                                 "--sep, TAB is the default)"
+                               : Format(
+                                     " (one column whose name holds \"%c\": give --sep '%c' "
+                                     "before the command)",
+                                     cOther, cOther);
+      break;
+    }
+  }
+  throw CCliError(Format("%s: unknown column \"%s\"; the columns are %s%s", strPath.c_str(),
+                         strName.c_str(), strList.c_str(), strHint.c_str()));
 }
 
 std::string Trim(const std::string& strText) {

@@ -35,6 +35,7 @@ TEST_F(LornCli, QueryTellsWhatACriterionCannotFind) {
 
 TEST_F(LornCli, HintsGiveCommandsThatRun) {
   WriteFile(File("twice.txt"), Table({"a\tA", "1\t2"}));
+  WriteFile(File("semi.txt"), Table({"a;b", "1;2"}));
   // A common option behind the command: the hint keeps its value, quoted
   // for the shell where it needs it.
   struct {
@@ -46,6 +47,10 @@ TEST_F(LornCli, HintsGiveCommandsThatRun) {
       {{"rows", "tools.txt", "0", "--json"}, "(lorn --json rows ...)"},
       // A name two columns hold picks neither.
       {{"query", "twice.txt", "a=1"}, "twice.txt: \"a\" names two columns, #0 and #1; give #N"},
+      // A table read with the wrong separator.
+      {{"--sep", ",", "query", "tools.txt", "REF=A1"},
+       "(one column whose name holds a TAB: read the table without --sep, TAB is the default)"},
+      {{"query", "semi.txt", "a=1"}, "(one column whose name holds \";\": give --sep ';' before"},
       // Standard input is a table for one run only.
       {{"drop", "-"},
        "drop: \"-\" reads the table from standard input, into a copy that lasts "
