@@ -114,6 +114,14 @@ std::string CharName(char c) {
   }
 }
 
+// What to do about a field that holds the table's separator: choose another.
+std::string SeparatorHint(const CGrammar& grammar) {
+  return Format(
+      " (its separator; another one is given before the command: lorn --sep '%c' "
+      "import ...)",
+      grammar.cSep == ';' ? '|' : ';');
+}
+
 // Why the cell grammar would read the field as something else than one
 // value; empty when it would not.
 std::string GrammarReading(const std::string& strField, const CGrammar& grammar) {
@@ -332,12 +340,10 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
       }
       for (char c : {grammar.cSep, '\r', '\n', '\0'}) {
         if (strCell.find(c) != std::string::npos) {
-          throw CCliError(strWhere + Format("the field holds %s, which a table cell cannot hold%s",
-                                            CharName(c).c_str(),
-                                            c == grammar.cSep
-                                                ? " (its separator; another one is given "
-                                                  "before the command: lorn --sep ';' import ...)"
-                                                : ""));
+          throw CCliError(strWhere +
+                          Format("the field holds %s, which a table cell cannot hold%s",
+                                 CharName(c).c_str(),
+                                 c == grammar.cSep ? SeparatorHint(grammar).c_str() : ""));
         }
       }
       if (strCell.size() > 32767) {
