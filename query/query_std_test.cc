@@ -61,6 +61,29 @@ TEST_F(QueryTest, ListsWildcardsEmptyCellsAndRanges) {
   EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "red"}, {"PRICE", CRIT_GREATER, "15"}}), (Hits{1, 3}));
 }
 
+TEST_F(QueryTest, TextKeysFoldUnderTheTableLocale) {
+  // Each row pair holds a word and its upper case; a query for either finds
+  // both, letters of more than one byte included.
+  const struct {
+    const char* pszLocale;
+    const char* pszLower;
+    const char* pszUpper;
+  } aCases[] = {
+      {"jpn", "\x82\x81\x82\x82", "\x82\x60\x82\x61"},  // full-width "ab", "AB"
+  };
+  for (const auto& c : aCases) {
+    const std::string strPath = dir_.File(std::string(c.pszLocale) + ".TXT");
+    lorn_test::WriteFile(strPath, MakeTable({{"NAME"}, {c.pszLower}, {"x"}, {c.pszUpper}}));
+    ASSERT_TRUE(SetDefaultLocale(c.pszLocale));
+    for (const char* pszValue : {c.pszLower, c.pszUpper}) {
+      CQueryStd query(strPath.c_str());
+      query.AddCriteria(0, CRIT_EQUAL, pszValue);
+      EXPECT_EQ(Rows(query.GetRows()), (Hits{0, 2})) << c.pszLocale;
+    }
+    SetDefaultLocale("");
+  }
+}
+
 TEST_F(QueryTest, RestrictionConfinesAndButNotOr) {
   CQueryStd query(path_.c_str());
   CDWordArray arRestriction;
