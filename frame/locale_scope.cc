@@ -64,6 +64,16 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
   if (IsNamedLocale(pszLocale)) {
     CLocaleScope scope(pszLocale);
     _mbsupr(pszText);
+    if (nMaxSize != 0 && _getmbcp() == kUtf8CodePage && std::strlen(pszText) > nMaxSize) {
+      // The UTF-8 locale, an extension, cuts at whole characters: at most
+      // nMaxSize - 1 bytes, as the byte cut below would leave.
+      size_t nKept = 0;
+      for (size_t nNext = MbCharBytes(pszText); nNext != 0 && nKept + nNext < nMaxSize;
+           nNext = MbCharBytes(pszText + nKept)) {
+        nKept += nNext;
+      }
+      pszText[nKept] = '\0';
+    }
   } else if (IsCtypeLocalePlain()) {
     // What _strupr does under the plain character-type locale: ASCII
     // letters only, byte by byte.
@@ -74,7 +84,8 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
     _strupr(pszText);
   }
   // The cut counts bytes and may split a double-byte character; a text of
-  // exactly nMaxSize bytes stays whole.
+  // exactly nMaxSize bytes stays whole. (Under the UTF-8 locale the text is
+  // already short enough here.)
   if (nMaxSize != 0 && std::strlen(pszText) > nMaxSize) {
     pszText[nMaxSize - 1] = '\0';
   }

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
 
 #include "platform/ctype_locale.h"
@@ -193,6 +195,63 @@ TEST_F(Mbcs, ReadsUtf8Sequences) {
   EXPECT_EQ(_mbsicmp("\xC3\xA9t\xC3\xA9", "\xC3\x89T\xC3\x89"), 0);
   const char16_t awcText[] = {0xE9, 0xD83D, 0xDE00, 0xD800};  // é 😀, a lone surrogate
   EXPECT_EQ(WideToMultiByte(awcText, 4), "\xC3\xA9\xF0\x9F\x98\x80?");
+}
+
+// Python's own case mappings of every code point whose partner is one code
+// point of the same length in UTF-8, as "U code partner" and "L code partner"
+// lines; every other code point must stay as it is.
+constexpr const char* kPythonCaseScript =
+    "python3 -c '\n"
+    "for cp in range(0x80, 0x110000):\n"
+    "    if 0xD800 <= cp <= 0xDFFF: continue\n"
+    "    c = chr(cp)\n"
+    "    for tag, f in ((\"U\", c.upper()), (\"L\", c.lower())):\n"
+    "        if len(f) == 1 and f != c and len(f.encode()) == len(c.encode()):\n"
+    "            print(tag, cp, ord(f))\n"
+    "' 2>/dev/null";
+
+std::string Utf8Of(unsigned int nCode) {
+  char acBytes[4];
+  return std::string(acBytes, MbWriteChar(nCode, acBytes));
+}
+
+TEST_F(Mbcs, Utf8FoldsAsPythonDoesWhereTheLengthStays) {
+  std::map<unsigned int, unsigned int> mapUpper;
+  std::map<unsigned int, unsigned int> mapLower;
+  FILE* pPipe = popen(kPythonCaseScript, "r");
+  ASSERT_NE(pPipe, nullptr);
+  char cTag = 0;
+  unsigned int nCode = 0;
+  unsigned int nPartner = 0;
+  while (std::fscanf(pPipe, " %c %u %u", &cTag, &nCode, &nPartner) == 3) {
+    (cTag == 'U' ? mapUpper : mapLower)[nCode] = nPartner;
+  }
+  if (pclose(pPipe) != 0 || mapUpper.empty()) {
+    GTEST_SKIP() << "python3 is needed to compare the folds";
+  }
+  ASSERT_EQ(_setmbcp(65001), 0);
+  size_t nWrong = 0;
+  for (unsigned int nCp = 0x80; nCp < 0x110000; ++nCp) {
+    if (nCp >= 0xD800 && nCp <= 0xDFFF) {
+      continue;
+    }
+    const std::string strChar = Utf8Of(nCp);
+    std::string strUpper = strChar;
+    std::string strLower = strChar;
+    _mbsupr(strUpper.data());
+    _mbslwr(strLower.data());
+    const auto itUpper = mapUpper.find(nCp);
+    const auto itLower = mapLower.find(nCp);
+    unsigned int nRead = 0;
+    const bool bRoundTrip = MbCharBytes(strChar.c_str(), &nRead) == strChar.size() && nRead == nCp;
+    if (!bRoundTrip || strUpper != Utf8Of(itUpper != mapUpper.end() ? itUpper->second : nCp) ||
+        strLower != Utf8Of(itLower != mapLower.end() ? itLower->second : nCp)) {
+      ADD_FAILURE() << "U+" << std::hex << nCp;
+      if (++nWrong == 10) {
+        break;
+      }
+    }
+  }
 }
 
 TEST_F(Mbcs, ByteFoldingFollowsTheCtypeLocale) {

@@ -70,9 +70,23 @@ TEST_F(QueryTest, TextKeysFoldUnderTheTableLocale) {
     const char* pszUpper;
   } aCases[] = {
       {"jpn", "\x82\x81\x82\x82", "\x82\x60\x82\x61"},  // full-width "ab", "AB"
+      // The UTF-8 locale, an extension: "ß" has no upper case of its length.
+      {"utf8", "c\xC3\xB4te d'ivoire", "C\xC3\x94TE D'IVOIRE"},
+      {"utf8",
+       "stra\xC3\x9F"
+       "e \xC3\xBC"
+       "ber",
+       "STRA\xC3\x9F"
+       "E \xC3\x9C"
+       "BER"},
+      {"utf8", "\xCE\xB1\xCE\xB8\xCE\xAE\xCE\xBD\xCE\xB1",
+       "\xCE\x91\xCE\x98\xCE\x89\xCE\x9D\xCE\x91"},
+      {"utf8", "\xD0\xBC\xD0\xBE\xD1\x81\xD0\xBA\xD0\xB2\xD0\xB0",
+       "\xD0\x9C\xD0\x9E\xD0\xA1\xD0\x9A\xD0\x92\xD0\x90"},
   };
+  int nTable = 0;
   for (const auto& c : aCases) {
-    const std::string strPath = dir_.File(std::string(c.pszLocale) + ".TXT");
+    const std::string strPath = dir_.File("T" + std::to_string(++nTable) + ".TXT");
     lorn_test::WriteFile(strPath, MakeTable({{"NAME"}, {c.pszLower}, {"x"}, {c.pszUpper}}));
     ASSERT_TRUE(SetDefaultLocale(c.pszLocale));
     for (const char* pszValue : {c.pszLower, c.pszUpper}) {

@@ -9,10 +9,14 @@
 namespace {
 
 const iconv_t kNoConverter = reinterpret_cast<iconv_t>(-1);
+constexpr int kUtf8CodePage = 65001;
 
 // iconv names of a Windows code page, best first: not every C library knows
 // the "CPnnn" spelling of the double-byte pages.
 iconv_t OpenConverter(int nCodePage, bool bToUtf8) {
+  if (nCodePage == kUtf8CodePage) {
+    return kNoConverter;  // nothing to convert
+  }
   std::string astrNames[3] = {"CP" + std::to_string(nCodePage), "", ""};
   switch (nCodePage) {
     case 932:
@@ -87,7 +91,7 @@ CTextCodec::CTextCodec(int nCodePage)
     : m_nCodePage(nCodePage),
       m_toUtf8(OpenConverter(nCodePage, true)),
       m_fromUtf8(OpenConverter(nCodePage, false)) {
-  if (m_toUtf8 == kNoConverter || m_fromUtf8 == kNoConverter) {
+  if (nCodePage != kUtf8CodePage && (m_toUtf8 == kNoConverter || m_fromUtf8 == kNoConverter)) {
     if (m_toUtf8 != kNoConverter) {
       iconv_close(m_toUtf8);
     }
@@ -100,17 +104,25 @@ CTextCodec::CTextCodec(int nCodePage)
 }
 
 CTextCodec::~CTextCodec() {
-  iconv_close(m_toUtf8);
-  iconv_close(m_fromUtf8);
+  if (m_nCodePage != kUtf8CodePage) {
+    iconv_close(m_toUtf8);
+    iconv_close(m_fromUtf8);
+  }
 }
 
 std::string CTextCodec::ToUtf8(const std::string& strText) const {
+  if (m_nCodePage == kUtf8CodePage) {
+    return strText;
+  }
   std::string strOut;
   Convert(m_toUtf8, strText, strOut, true);
   return strOut;
 }
 
 std::string CTextCodec::FromUtf8(const std::string& strText) const {
+  if (m_nCodePage == kUtf8CodePage) {
+    return strText;
+  }
   std::string strOut;
   if (!Convert(m_fromUtf8, strText, strOut, false)) {
     throw CCliError(
