@@ -42,4 +42,9 @@ std::string Cp1252ToUtf8(const std::string& strText);
 // library refuses.
 int CodePageOfLocale(const char* pszLocale);
 
+// Whether the first 64 KiB of the file at strPath are well-formed UTF-8 that
+// holds at least one character of more than one byte (a sequence cut by the
+// end of the sample counts as well-formed). false when it cannot be read.
+bool FileLooksLikeUtf8(const std::string& strPath);
+
 #endif  // LORN_TOOLS_LORN_CLI_TEXT_H_
