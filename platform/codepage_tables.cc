@@ -1064,6 +1064,10 @@ const CCodePageTable s_aTables[] = {
 
 }  // namespace
 
+const char* Utf8CaseUnicodeVersion() {
+  return "14.0.0";
+}
+
 const CCodePageTable* FindCodePageTable(int nCodePage) {
   for (const CCodePageTable& table : s_aTables) {
     if (table.m_nCodePage == nCodePage) {

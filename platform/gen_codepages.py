@@ -28,7 +28,9 @@ page's own encoding of the result.
 UTF-8 (65001), an extension of the layer: the pairs are those of every code
 point whose upper (lower) case is one code point of the same length in UTF-8
 (so the case of a key never changes its length); "ß", whose upper case is
-"SS", and the few letters whose case partner is longer or shorter stay.
+"SS", and the few letters whose case partner is longer or shorter stay. The
+pairs are those of the Unicode version of the Python that ran this script,
+which the tables record.
 
 The pairs are stored as runs: characters first..last, every stride-th, whose
 partner is the character plus delta. Characters are lead * 256 + trail in a
@@ -41,6 +43,7 @@ may decode alone, and every byte that opens a two-byte character must be a lead.
 
 import os
 import sys
+import unicodedata
 
 SINGLE_BYTE_PAGES = (1250, 1251, 1252, 1253, 1254, 1257)
 
@@ -257,6 +260,10 @@ def generate():
     out.append("};")
     out.append("")
     out.append("}  // namespace")
+    out.append("")
+    out.append("const char* Utf8CaseUnicodeVersion() {")
+    out.append('  return "%s";' % unicodedata.unidata_version)
+    out.append("}")
     out.append("")
     out.append("const CCodePageTable* FindCodePageTable(int nCodePage) {")
     out.append("  for (const CCodePageTable& table : s_aTables) {")

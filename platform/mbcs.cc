@@ -1,5 +1,6 @@
 #include "platform/mbcs.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/ctype_locale.h"
@@ -179,13 +180,22 @@ size_t CharsToBytes(const CCodePageTable& table, const char* p, size_t nChars) {
 // well-formed text and a total order for any bytes. Folding keeps sizes.
 int CompareUtf8(const CCodePageTable& table, const char* a, const char* b, size_t nChars,
                 bool bFold) {
-  std::string strA(a, CharsToBytes(table, a, nChars));
-  std::string strB(b, CharsToBytes(table, b, nChars));
+  const size_t nBytesA = CharsToBytes(table, a, nChars);
+  const size_t nBytesB = CharsToBytes(table, b, nChars);
+  int nResult = 0;
   if (bFold) {
+    std::string strA(a, nBytesA);
+    std::string strB(b, nBytesB);
     _mbsupr(strA.data());
     _mbsupr(strB.data());
+    nResult = strA.compare(strB);
+  } else {
+    // The index sort comes here: no copy.
+    nResult = std::memcmp(a, b, std::min(nBytesA, nBytesB));
+    if (nResult == 0) {
+      nResult = nBytesA < nBytesB ? -1 : (nBytesA > nBytesB ? 1 : 0);
+    }
   }
-  const int nResult = strA.compare(strB);
   return nResult < 0 ? -1 : (nResult > 0 ? 1 : 0);
 }
 

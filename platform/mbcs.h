@@ -161,6 +161,9 @@ struct CCodePageTable {
   bool m_bUtf8;  // page 65001: sequences of up to four bytes
 };
 
+// The Unicode version whose case mappings the UTF-8 tables hold.
+const char* Utf8CaseUnicodeVersion();
+
 // The tables of `nCodePage`, or null for an unknown page.
 const CCodePageTable* FindCodePageTable(int nCodePage);
 
