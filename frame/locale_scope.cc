@@ -1,5 +1,6 @@
 #include "frame/locale_scope.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "platform/ctype_locale.h"
@@ -64,11 +65,14 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
   if (IsNamedLocale(pszLocale)) {
     CLocaleScope scope(pszLocale);
     _mbsupr(pszText);
-    if (nMaxSize != 0 && _getmbcp() == kUtf8CodePage && std::strlen(pszText) > nMaxSize) {
-      // The UTF-8 locale, an extension, cuts at whole characters: at most
-      // nMaxSize - 1 bytes, as the byte cut below would leave.
+    if (_getmbcp() == kUtf8CodePage) {
+      // The UTF-8 locale, an extension, keeps whole characters: a sequence
+      // that the NUL cuts short (a key cut by bytes) goes, and a cut leaves
+      // what fits in nMaxSize - 1 bytes, as the byte cut below would.
+      const size_t nLimit =
+          nMaxSize != 0 && std::strlen(pszText) > nMaxSize ? nMaxSize - 1u : SIZE_MAX;
       size_t nKept = 0;
-      for (size_t nNext = MbCharBytes(pszText); nNext != 0 && nKept + nNext < nMaxSize;
+      for (size_t nNext = MbCharBytes(pszText); nNext != 0 && nKept + nNext <= nLimit;
            nNext = MbCharBytes(pszText + nKept)) {
         nKept += nNext;
       }

@@ -86,10 +86,13 @@ TEST_F(LocaleScopeTest, FoldCase) {
   // bytes 4 and 5 of "CAFÉS", which a cut to 4 bytes would split.
   char szUtf8Cut[] = "caf\xC3\xA9s";
   char szUtf8Whole[] = "caf\xC3\xA9";
+  char szUtf8Half[] = "caf\xC3";  // a key cut by bytes before the fold
   FoldCase(szUtf8Cut, "utf8", 5);
   FoldCase(szUtf8Whole, "utf8", 5);
+  FoldCase(szUtf8Half, "utf8", 0);
   EXPECT_EQ(std::string(szUtf8Cut), "CAF");
   EXPECT_EQ(std::string(szUtf8Whole), "CAF\xC3\x89");
+  EXPECT_EQ(std::string(szUtf8Half), "CAF");
   EXPECT_EQ(Ctype(), "C");
   EXPECT_EQ(_getmbcp(), 1252);
 }
