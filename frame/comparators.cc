@@ -42,20 +42,28 @@ bool AtFinalStar(const BYTE* pPattern) {
 // Size 0 at the end of the text, where a lead byte before the NUL stands too.
 struct CMbChar {
   unsigned int nValue;
-  int nBytes;
+  size_t nBytes;
 };
 
 CMbChar ReadMbChar(const BYTE* p) {
-  if (p[0] == '\0') {
-    return {0, 0};
+  CMbChar ch{0, 0};
+  ch.nBytes = MbCharBytes(reinterpret_cast<const char*>(p), &ch.nValue);
+  return ch;
+}
+
+// Order of two different characters at pK and pP: by value, and in UTF-8 by
+// their bytes, so that a search walks keys in the order _mbscmp sorted them,
+// stray bytes included. 1 when the pattern's character is lower, else -1.
+int OrderOfChars(const BYTE* pK, const CMbChar& chKey, const BYTE* pP, const CMbChar& chPat) {
+  if (_getmbcp() != kUtf8CodePage) {
+    return chPat.nValue < chKey.nValue ? 1 : -1;
   }
-  if (!_ismbblead(p[0])) {
-    return {p[0], 1};
+  // The characters differ, so their bytes differ within the longer one.
+  size_t i = 0;
+  while (pK[i] == pP[i]) {
+    ++i;
   }
-  if (p[1] == '\0') {
-    return {0, 0};
-  }
-  return {p[0] * 256u + p[1], 2};
+  return pP[i] < pK[i] ? 1 : -1;
 }
 
 }  // namespace
@@ -126,7 +134,7 @@ int MatchTextMb(const void* pKey, const void* pPattern) {
       return 0;
     }
     if (chPat.nValue != '?' && chPat.nValue != chKey.nValue) {
-      return chPat.nValue < chKey.nValue ? 1 : -1;
+      return OrderOfChars(pK, chKey, pP, chPat);
     }
     pK += chKey.nBytes;
     pP += chPat.nBytes;

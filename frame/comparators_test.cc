@@ -41,6 +41,18 @@ TEST(Comparators, MultiByteStepsByCharacter) {
   EXPECT_EQ(CompareTextMb("\xDF", pszKanji), -1);
 }
 
+TEST(Comparators, Utf8StepsByCharacterInByteOrder) {
+  CLocaleScope scope("utf8");
+  const char* pszKey = "CAF\xC3\x89";  // "CAFÉ"
+  EXPECT_EQ(MatchTextMb(pszKey, "CAF?"), 0);
+  EXPECT_EQ(MatchText(pszKey, "CAF?"), 1);
+  EXPECT_EQ(MatchTextMb(pszKey, "CAF\xE2\x82\xAC"), -1);  // "É" below "€"
+  // A stray C3 against "É" (C3 89): the byte behind decides, as in _mbscmp.
+  for (const char* pszPattern : {"CAF\xC3\x41", "CAF\xC3\xC3\x89", "CAF\xC3"}) {
+    EXPECT_EQ(MatchTextMb(pszKey, pszPattern), CompareTextMb(pszKey, pszPattern)) << pszPattern;
+  }
+}
+
 TEST(Comparators, NumbersAndTexts) {
   auto real = [](double d1, double d2) { return CompareReal(&d1, &d2); };
   EXPECT_EQ(real(1.0, 1.0 + DBL_EPSILON), -1);

@@ -1,5 +1,6 @@
 #include "frame/locale_scope.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "platform/ctype_locale.h"
@@ -64,6 +65,19 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
   if (IsNamedLocale(pszLocale)) {
     CLocaleScope scope(pszLocale);
     _mbsupr(pszText);
+    if (_getmbcp() == kUtf8CodePage) {
+      // The UTF-8 locale, an extension, keeps whole characters: a sequence
+      // that the NUL cuts short (a key cut by bytes) goes, and a cut leaves
+      // what fits in nMaxSize - 1 bytes, as the byte cut below would.
+      const size_t nLimit =
+          nMaxSize != 0 && std::strlen(pszText) > nMaxSize ? nMaxSize - 1u : SIZE_MAX;
+      size_t nKept = 0;
+      for (size_t nNext = MbCharBytes(pszText); nNext != 0 && nKept + nNext <= nLimit;
+           nNext = MbCharBytes(pszText + nKept)) {
+        nKept += nNext;
+      }
+      pszText[nKept] = '\0';
+    }
   } else if (IsCtypeLocalePlain()) {
     // What _strupr does under the plain character-type locale: ASCII
     // letters only, byte by byte.
@@ -74,7 +88,8 @@ void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize) {
     _strupr(pszText);
   }
   // The cut counts bytes and may split a double-byte character; a text of
-  // exactly nMaxSize bytes stays whole.
+  // exactly nMaxSize bytes stays whole. (Under the UTF-8 locale the text is
+  // already short enough here.)
   if (nMaxSize != 0 && std::strlen(pszText) > nMaxSize) {
     pszText[nMaxSize - 1] = '\0';
   }

@@ -36,7 +36,9 @@ LORN_INTERNAL BOOL IsNamedLocale(const char* pszLocale);
 // Upper-cases pszText in place: by character under a named locale's code
 // page, or byte by byte under the character-type locale in force for the
 // plain locale. Then, when nMaxSize is not 0 and the text is longer than
-// nMaxSize bytes, cuts it to nMaxSize - 1 bytes.
+// nMaxSize bytes, cuts it to nMaxSize - 1 bytes. Under the UTF-8 locale (an
+// extension) only whole characters stay: those that fit in nMaxSize - 1
+// bytes, and never a last sequence that the NUL cuts short.
 LORN_INTERNAL void FoldCase(char* pszText, const char* pszLocale, BYTE nMaxSize);
 
 #endif  // LORN_FRAME_LOCALE_SCOPE_H_

@@ -82,6 +82,17 @@ TEST_F(LocaleScopeTest, FoldCase) {
   EXPECT_EQ(std::string(szNamed), "\xC9T\xC9");
   EXPECT_EQ(std::string(szPlain), "\xE9T\xE9");
   EXPECT_EQ(std::string(szJapanese), "\202aB");
+  // Under the UTF-8 locale the cut keeps whole characters only: "É" takes
+  // bytes 4 and 5 of "CAFÉS", which a cut to 4 bytes would split.
+  char szUtf8Cut[] = "caf\xC3\xA9s";
+  char szUtf8Whole[] = "caf\xC3\xA9";
+  char szUtf8Half[] = "caf\xC3";  // a key cut by bytes before the fold
+  FoldCase(szUtf8Cut, "utf8", 5);
+  FoldCase(szUtf8Whole, "utf8", 5);
+  FoldCase(szUtf8Half, "utf8", 0);
+  EXPECT_EQ(std::string(szUtf8Cut), "CAF");
+  EXPECT_EQ(std::string(szUtf8Whole), "CAF\xC3\x89");
+  EXPECT_EQ(std::string(szUtf8Half), "CAF");
   EXPECT_EQ(Ctype(), "C");
   EXPECT_EQ(_getmbcp(), 1252);
 }
@@ -100,6 +111,20 @@ TEST_F(LocaleScopeTest, MbStringCountsCharacters) {
   CString strOut("x");
   MbAppend(strOut, 0x8261);
   EXPECT_EQ(std::string(strOut), "x\202a");
+}
+
+TEST_F(LocaleScopeTest, MbStringCountsUtf8Characters) {
+  CLocaleScope scope("utf8");
+  const CString str("\xC3\xA9t\xE2\x82\xAC!");  // "é", "t", "€", "!"
+  EXPECT_EQ(MbFind(str, 0x20AC), 2);
+  EXPECT_EQ(MbFind(str, 0xA9), -1);  // a continuation byte is no match
+  EXPECT_EQ(MbReverseFind(str, 't'), 1);
+  EXPECT_EQ(std::string(MbLeft(str, 2)), "\xC3\xA9t");
+  EXPECT_EQ(std::string(MbRight(str, 2)), "\xE2\x82\xAC!");
+  CString strOut("x");
+  MbAppend(strOut, 0x20AC);
+  MbAppend(strOut, 0xDCC3);  // a stray byte comes back as that byte
+  EXPECT_EQ(std::string(strOut), "x\xE2\x82\xAC\xC3");
 }
 
 }  // namespace

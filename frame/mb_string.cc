@@ -7,18 +7,13 @@ namespace {
 // Size in bytes of the character at p under the code page in force: 0 at
 // the end of the text, where a lead byte before the NUL stands too.
 int CharBytes(const char* p) {
-  if (*p == '\0') {
-    return 0;
-  }
-  if (!_ismbblead(static_cast<unsigned char>(*p))) {
-    return 1;
-  }
-  return p[1] == '\0' ? 0 : 2;
+  return static_cast<int>(MbCharBytes(p));
 }
 
-unsigned int CharValue(const char* p, int nBytes) {
-  const unsigned int nLead = static_cast<unsigned char>(p[0]);
-  return nBytes == 2 ? nLead * 256u + static_cast<unsigned char>(p[1]) : nLead;
+unsigned int CharValue(const char* p) {
+  unsigned int nValue = 0;
+  MbCharBytes(p, &nValue);
+  return nValue;
 }
 
 // Byte offset of the character that ends the first nChars characters.
@@ -53,7 +48,7 @@ int MbFind(const CString& str, unsigned int c) {
     if (nBytes == 0) {
       return -1;
     }
-    if (CharValue(p, nBytes) == c) {
+    if (CharValue(p) == c) {
       return nIndex;
     }
     p += nBytes;
@@ -68,7 +63,7 @@ int MbReverseFind(const CString& str, unsigned int c) {
     if (nBytes == 0) {
       return nFound;
     }
-    if (CharValue(p, nBytes) == c) {
+    if (CharValue(p) == c) {
       nFound = nIndex;
     }
     p += nBytes;
@@ -97,8 +92,9 @@ CString MbRight(const CString& str, int n) {
 }
 
 void MbAppend(CString& str, unsigned int c) {
-  if (c > 0xFF) {
-    str += static_cast<char>((c >> 8) & 0xFF);
+  char acBytes[4];
+  const size_t nBytes = MbWriteChar(c, acBytes);
+  for (size_t i = 0; i < nBytes; ++i) {
+    str += acBytes[i];
   }
-  str += static_cast<char>(c & 0xFF);
 }

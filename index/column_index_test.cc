@@ -141,6 +141,9 @@ TEST(ColumnIndex, KeyEncoding) {
   _setmbcp(nSavedPage);
   EXPECT_EQ(strCut, std::string("AB\0\0", 4));
   EXPECT_EQ(strWhole, std::string("AB\x82\xA0\0", 5));
+  // Nor a UTF-8 one under the utf8 locale, which folds it too.
+  EXPECT_EQ(StrKeyOf(side, 4, "ab\xC3\xA9", "utf8"), std::string("AB\0\0", 4));
+  EXPECT_EQ(StrKeyOf(side, 5, "ab\xC3\xA9", "utf8"), std::string("AB\xC3\x89\0", 5));
 }
 
 TEST(ColumnIndex, CountsPastTheEndOfTheFileAreRefused) {

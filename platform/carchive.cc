@@ -404,6 +404,29 @@ void CArchive::WriteClass(const CRuntimeClass* pClassRef) {
   m_mapStoredClasses.emplace(pClassRef, NextNumber());
 }
 
+namespace {
+
+// Counts one level of objects nested in one another for as long as it
+// lives; the level past the limit throws before anything of it is read or
+// written.
+class CDepthGuard {
+ public:
+  CDepthGuard(int& nDepth, CArchive& ar) : m_nDepth(nDepth) {
+    if (m_nDepth >= CArchive::kMaxObjectDepth) {
+      ThrowFor(ar, CArchiveException::genericException);
+    }
+    ++m_nDepth;
+  }
+  ~CDepthGuard() { --m_nDepth; }
+  CDepthGuard(const CDepthGuard&) = delete;
+  CDepthGuard& operator=(const CDepthGuard&) = delete;
+
+ private:
+  int& m_nDepth;
+};
+
+}  // namespace
+
 void CArchive::WriteObject(const CObject* pOb) {
   CheckStoring();
   if (pOb == nullptr) {
@@ -415,6 +438,7 @@ void CArchive::WriteObject(const CObject* pOb) {
     WriteTag(it->second, false);
     return;
   }
+  CDepthGuard depth(m_nObjectDepth, *this);
   WriteClass(pOb->GetRuntimeClass());
   m_mapStoredObjects.emplace(pOb, NextNumber());
   // Serialize is not const in the class library, though it only reads the
@@ -490,6 +514,7 @@ CObject* CArchive::ReadObject(const CRuntimeClass* pClassRefRequested) {
     return pOb;
   }
 
+  CDepthGuard depth(m_nObjectDepth, *this);
   CObject* pOb = pClassRef->CreateObject();
   if (pOb == nullptr) {
     Throw(CArchiveException::badClass);

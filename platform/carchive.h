@@ -63,7 +63,10 @@
 //   badIndex   a reference to a number not yet read, to a class where an
 //              object is expected or to an object where a class is expected,
 //              or more than 0x3FFFFFFE numbered entries
-//   genericException  use after Close or Abort
+//   genericException  use after Close or Abort, or objects nested deeper
+//              than kMaxObjectDepth (an object whose Serialize reads or
+//              writes another object, as a view stores its master): a
+//              chain that deep is refused rather than exhausting the stack
 // CFileException from the file passes through unchanged.
 //
 // Ownership: the archive does not own the file. Objects made by ReadObject
@@ -157,6 +160,10 @@ class LORN_API CArchive {
   void WriteCount(DWORD nCount);
   DWORD ReadCount();
 
+  // How deep WriteObject and ReadObject may nest: the chain of objects each
+  // stored inside the one before, a view's masters up to its table.
+  static constexpr int kMaxObjectDepth = 1000;
+
   void WriteObject(const CObject* pOb);
   // The object at this place of the archive: null, one loaded before, or a
   // new one made by its class record and loaded by its Serialize.
@@ -197,7 +204,8 @@ class LORN_API CArchive {
   UINT m_nBufCur = 0;
   UINT m_nBufMax = 0;
 
-  DWORD m_nMapCount = 1;  // next number to give; 0 is the null object
+  int m_nObjectDepth = 0;  // objects being stored or loaded, one inside another
+  DWORD m_nMapCount = 1;   // next number to give; 0 is the null object
   std::unordered_map<const CObject*, DWORD> m_mapStoredObjects;
   std::unordered_map<const CRuntimeClass*, DWORD> m_mapStoredClasses;
   std::vector<CLoadEntry> m_arLoaded;  // by number; entry 0 is null

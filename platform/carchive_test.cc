@@ -236,6 +236,48 @@ TEST(CArchive, ObjectTagsAndIdentity) {
   });
 }
 
+TEST(CArchive, ObjectsNestedPastTheLimitAreRefused) {
+  // A chain of items, each stored inside the one before it.
+  auto Chain = [](int nLength) {
+    std::vector<std::unique_ptr<CArchiveTestItem>> arItems;
+    for (int i = 0; i < nLength; ++i) {
+      arItems.push_back(std::make_unique<CArchiveTestItem>(i));
+      if (i > 0)
+        arItems[i - 1]->m_pNext = arItems[i].get();
+    }
+    return arItems;
+  };
+  const int nLive = CArchiveTestItem::s_nLive;
+  auto arDeepest = Chain(CArchive::kMaxObjectDepth);
+  const std::string strBytes = Store([&](CArchive& ar) { ar << arDeepest[0].get(); });
+  EXPECT_EQ(CArchiveException::none, Load(strBytes, [&](CArchive& ar) {
+              std::unique_ptr<CObject> pFirst(ar.ReadObject(nullptr));
+              for (auto* p = static_cast<CArchiveTestItem*>(pFirst.get())->m_pNext; p != nullptr;) {
+                std::unique_ptr<CArchiveTestItem> pOwned(p);
+                p = p->m_pNext;
+              }
+            }));
+  arDeepest = Chain(CArchive::kMaxObjectDepth + 1);
+  lorn_test::TempDir dir;
+  CFile file(dir.File("deep").c_str(), CFile::modeCreate | CFile::modeWrite);
+  CArchive arStore(&file, CArchive::store);
+  EXPECT_EQ(CArchiveException::genericException,
+            CauseOf([&](CArchive& ar) { ar << arDeepest[0].get(); }, arStore));
+  arDeepest.clear();
+
+  // A hostile archive far deeper than any stack: refused, nothing left alive.
+  std::string strHostile =
+      Store([&](CArchive& ar) { ar.WriteClass(RUNTIME_CLASS(CArchiveTestItem)); });
+  for (int i = 0; i < 40000; ++i) {
+    strHostile += i == 0 ? std::string() : std::string("\x01\x80", 2);
+    strHostile += std::string(4, '\0');
+  }
+  strHostile += std::string(2, '\0');
+  EXPECT_EQ(CArchiveException::genericException,
+            Load(strHostile, [](CArchive& ar) { delete ar.ReadObject(nullptr); }));
+  EXPECT_EQ(nLive, CArchiveTestItem::s_nLive);
+}
+
 TEST(CArchive, TagsPast0x7FFF) {
   const int kCount = 0x8000;  // objects 2 .. 0x8001 after class 1
   std::vector<std::unique_ptr<CArchiveTestItem>> arItems;

@@ -11,24 +11,18 @@
 
 namespace {
 
-// Byte length of the character at position i of s (i < s.size()): 2 for a
-// lead byte with a non-NUL byte behind it, else 1.
-size_t CharLen(const std::string& s, size_t i) {
-  if (_ismbblead(static_cast<unsigned char>(s[i])) && i + 1 < s.size() && s[i + 1] != '\0') {
-    return 2;
-  }
-  return 1;
+// Byte length of the character at a NUL-terminated p; 0 at the NUL, 1 for a
+// lead byte whose character the NUL cuts short.
+size_t CharLen(const char* p) {
+  const size_t nLen = MbCharBytes(p);
+  return nLen == 0 && *p != '\0' ? 1 : nLen;
 }
 
-// Same for a NUL-terminated text; 0 at the NUL.
-size_t CharLen(const char* p) {
-  if (*p == '\0') {
-    return 0;
-  }
-  if (_ismbblead(static_cast<unsigned char>(*p)) && p[1] != '\0') {
-    return 2;
-  }
-  return 1;
+// Same at position i of s (i < s.size()), where a NUL byte is a character of
+// one byte too.
+size_t CharLen(const std::string& s, size_t i) {
+  const size_t nLen = CharLen(s.c_str() + i);
+  return nLen == 0 ? 1 : nLen;
 }
 
 // Whether the character of nLen bytes at pch is one of the characters of

@@ -141,6 +141,11 @@ constexpr bool AllNamesFit() {
 }
 static_assert(AllNamesFit(), "a locale name must be shorter than 8 bytes");
 
+// Names of the UTF-8 locale, an extension; stored as the first.
+constexpr const char* s_apszUtf8Names[] = {"utf8",  "utf-8",  "C.utf8", "C.utf-8",
+                                           ".utf8", ".utf-8", ".65001"};
+constexpr int kUtf8CodePage = 65001;
+
 // Pages that a code-page name or suffix may give.
 const int s_anCodePages[] = {1250, 1251, 1252, 1253, 1254, 1257, 932, 936, 949, 950};
 
@@ -173,6 +178,15 @@ const CLocaleName* FindLocale(const char* pszName, size_t nBytes) {
     }
   }
   return nullptr;
+}
+
+bool IsUtf8Name(const char* pszName, size_t nBytes) {
+  for (const char* pszUtf8 : s_apszUtf8Names) {
+    if (std::strlen(pszUtf8) == nBytes && EqualNoCase(pszUtf8, pszName, nBytes)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 // The page written as decimal digits in `pszDigits`, or 0 when it is not one
@@ -215,6 +229,9 @@ const char* SetCtypeLocale(const char* pszName) {
   if (nLength == 0 || (nLength == 1 && (pszName[0] == 'C' || pszName[0] == 'c'))) {
     bPlain = true;
     std::memcpy(szCanonical, "C", 2);
+  } else if (IsUtf8Name(pszName, nLength)) {
+    nCodePage = kUtf8CodePage;
+    std::memcpy(szCanonical, s_apszUtf8Names[0], std::strlen(s_apszUtf8Names[0]));
   } else if (pszDot != nullptr) {
     nCodePage = ParseCodePage(pszDot + 1);
     if (nCodePage == 0) {

@@ -11,7 +11,10 @@
 //  - Windows language names ("fra", "French", "jpn", "rus", ...) and POSIX
 //    names ("fr_FR", "ja_JP", "ru_RU", ...), each with its code page;
 //  - code-page names ".1250" ... ".1257", ".932", ".936", ".949", ".950";
-//  - a language name with a code-page suffix ("jpn.932"), which takes that page.
+//  - a language name with a code-page suffix ("jpn.932"), which takes that page;
+//  - extension: UTF-8 (page 65001) as "utf8", "utf-8", "C.utf8", "C.utf-8",
+//    ".utf8", ".utf-8" and ".65001", all stored as "utf8". No other name leads
+//    to it, so only a host that names it gets it.
 // The process starts in the plain locale.
 
 #ifndef LORN_PLATFORM_CTYPE_LOCALE_H_

@@ -48,12 +48,30 @@ TEST_F(CtypeLocale, AcceptsKnownNamesWithoutRegardToCase) {
     const char* pszStored;
     int nCodePage;
   } aCases[] = {
-      {"FRA", "fra", 1252},        {"french", "French", 1252},  {"fr_fr", "fr_FR", 1252},
-      {"JA_jp", "ja_JP", 932},     {"Chs", "chs", 936},         {"KOREAN", "Korean", 949},
-      {"cht", "cht", 950},         {"rus", "rus", 1251},        {"uk_UA", "uk_UA", 1251},
-      {"plk", "plk", 1250},        {"ell", "ell", 1253},        {"TRK", "trk", 1254},
-      {"lt_lt", "lt_LT", 1257},    {".1251", ".1251", 1251},    {".932", ".932", 932},
-      {"JPN.932", "jpn.932", 932}, {"deu.949", "deu.949", 949},
+      {"FRA", "fra", 1252},
+      {"french", "French", 1252},
+      {"fr_fr", "fr_FR", 1252},
+      {"JA_jp", "ja_JP", 932},
+      {"Chs", "chs", 936},
+      {"KOREAN", "Korean", 949},
+      {"cht", "cht", 950},
+      {"rus", "rus", 1251},
+      {"uk_UA", "uk_UA", 1251},
+      {"plk", "plk", 1250},
+      {"ell", "ell", 1253},
+      {"TRK", "trk", 1254},
+      {"lt_lt", "lt_LT", 1257},
+      {".1251", ".1251", 1251},
+      {".932", ".932", 932},
+      // The UTF-8 locale, an extension, under each of its names.
+      {"UTF8", "utf8", 65001},
+      {"utf-8", "utf8", 65001},
+      {"C.UTF-8", "utf8", 65001},
+      {"c.utf8", "utf8", 65001},
+      {".65001", "utf8", 65001},
+      {".UTF-8", "utf8", 65001},
+      {"JPN.932", "jpn.932", 932},
+      {"deu.949", "deu.949", 949},
   };
   for (const auto& c : aCases) {
     const char* pszName = SetCtypeLocale(c.pszGiven);
@@ -76,7 +94,8 @@ TEST_F(CtypeLocale, AcceptsKnownNamesWithoutRegardToCase) {
 TEST_F(CtypeLocale, RefusedNamesChangeNothing) {
   ASSERT_STREQ(SetCtypeLocale("rus"), "rus");
   for (const char* pszBad : {"xyz", "Japanese", "Norwegian", "fr_FR.1252", "fra.1252", ".437",
-                             ".01252", ".", "fra.", "xx.1252", "C ", " fra", "fra_FR", "C.1252"}) {
+                             ".01252", ".", "fra.", "xx.1252", "C ", " fra", "fra_FR", "C.1252",
+                             "en_US.UTF-8", "fra.65001", "utf16", ".65000"}) {
     EXPECT_EQ(SetCtypeLocale(pszBad), nullptr) << pszBad;
     EXPECT_STREQ(SetCtypeLocale(nullptr), "rus") << pszBad;
     EXPECT_EQ(GetCtypeCodePage(), 1251) << pszBad;

@@ -5,13 +5,36 @@ pages that the multi-byte text layer knows.
 Usage: gen_codepages.py [OUTPUT]   (default: codepage_tables.cc beside this script)
 
 For each page it emits the upper-case and lower-case maps of its single bytes,
-the lead-byte flags of a double-byte page, and the byte to UTF-16 map of a
-single-byte page. Only the standard codecs of Python are used.
+the lead-byte flags of a double-byte page, the case pairs of the characters of
+more than one byte, and the byte to UTF-16 map of a single-byte page. Only the
+standard codecs of Python and its own case mappings are used.
 
 Case maps: a byte is decoded, Python's upper()/lower() is applied, and the
 result is kept only when it is one character that encodes back to one byte of
 the same page; otherwise the byte maps to itself. In a double-byte page only the
-ASCII letters change; double-byte characters are never folded.
+ASCII letters change among the single bytes.
+
+Double-byte case pairs follow what the Windows runtime's _mbsupr and _mbslwr do
+with a double-byte character: the two bytes go to UTF-16, are upper- (lower-)
+cased there, and come back to the page. So every double-byte character is
+decoded, str.upper() (str.lower()) is applied, and the pair is kept when the
+result is one character that the page writes with two bytes. That folds the
+full-width Latin letters of all four pages, the Greek and Cyrillic letters
+where the page holds them, the small Roman numerals, and in 949 the Latin
+letters of its symbol rows. A character that decodes but that the page writes
+back elsewhere (the duplicate rows of 932) is folded all the same, to the
+page's own encoding of the result.
+
+UTF-8 (65001), an extension of the layer: the pairs are those of every code
+point whose upper (lower) case is one code point of the same length in UTF-8
+(so the case of a key never changes its length); "ß", whose upper case is
+"SS", and the few letters whose case partner is longer or shorter stay. The
+pairs are those of the Unicode version of the Python that ran this script,
+which the tables record.
+
+The pairs are stored as runs: characters first..last, every stride-th, whose
+partner is the character plus delta. Characters are lead * 256 + trail in a
+double-byte page and code points in UTF-8.
 
 Lead bytes: the codecs leave out the user-defined areas, so the ranges are the
 ones that the pages declare, and the codec is used to check them: no lead byte
@@ -20,6 +43,7 @@ may decode alone, and every byte that opens a two-byte character must be a lead.
 
 import os
 import sys
+import unicodedata
 
 SINGLE_BYTE_PAGES = (1250, 1251, 1252, 1253, 1254, 1257)
 
@@ -32,6 +56,8 @@ LEAD_RANGES = {
 }
 
 UNDEFINED = 0xFFFD
+
+UTF8_PAGE = 65001
 
 
 def codec(page):
@@ -106,6 +132,76 @@ def to_unicode(page):
     return result
 
 
+def double_byte_chars(page):
+    """(value, character) of every two-byte sequence of the page that decodes."""
+    for first, last in LEAD_RANGES[page]:
+        for lead in range(first, last + 1):
+            for trail in range(1, 256):
+                try:
+                    text = bytes([lead, trail]).decode(codec(page))
+                except UnicodeDecodeError:
+                    continue
+                if len(text) == 1:
+                    yield lead * 256 + trail, text
+
+
+def double_byte_pairs(page, fold):
+    pairs = []
+    for value, ch in double_byte_chars(page):
+        folded = fold(ch)
+        if len(folded) != 1 or folded == ch:
+            continue
+        try:
+            back = folded.encode(codec(page))
+        except UnicodeEncodeError:
+            continue
+        if len(back) == 2 and back[0] * 256 + back[1] != value:
+            pairs.append((value, back[0] * 256 + back[1]))
+    return pairs
+
+
+def utf8_pairs(fold):
+    pairs = []
+    for cp in range(0x80, 0x110000):
+        if 0xD800 <= cp <= 0xDFFF:
+            continue
+        ch = chr(cp)
+        folded = fold(ch)
+        if len(folded) == 1 and folded != ch and \
+                len(folded.encode("utf-8")) == len(ch.encode("utf-8")):
+            pairs.append((cp, ord(folded)))
+    return pairs
+
+
+def case_runs(pairs):
+    """Runs (first, last, stride, delta) covering the sorted pairs exactly."""
+    runs = []
+    for value, folded in pairs:
+        delta = folded - value
+        if runs:
+            first, last, stride, run_delta = runs[-1]
+            step = value - last
+            if run_delta == delta and step in (1, 2) and (first == last or step == stride):
+                runs[-1] = (first, value, step, delta)
+                continue
+        runs.append((value, value, 1, delta))
+    expanded = {}
+    for first, last, stride, delta in runs:
+        for value in range(first, last + 1, stride):
+            expanded[value] = value + delta
+    if expanded != dict(pairs):
+        sys.exit("case runs do not cover the pairs exactly")
+    return runs
+
+
+def format_runs(name, runs):
+    lines = ["const CCaseRun %s[] = {" % name]
+    for first, last, stride, delta in runs:
+        lines.append("    {0x%04X, 0x%04X, %d, %d}," % (first, last, stride, delta))
+    lines.append("};")
+    return "\n".join(lines)
+
+
 def format_array(ctype, name, values, per_line, width):
     lines = ["const %s %s[256] = {" % (ctype, name)]
     for i in range(0, len(values), per_line):
@@ -125,29 +221,49 @@ def generate():
     out.append("")
     out.append("namespace {")
     entries = []
-    for page in SINGLE_BYTE_PAGES + tuple(sorted(LEAD_RANGES)):
+    for page in SINGLE_BYTE_PAGES + tuple(sorted(LEAD_RANGES)) + (UTF8_PAGE,):
         double_byte = page in LEAD_RANGES
+        utf8 = page == UTF8_PAGE
         out.append("")
-        out.append("// Code page %d." % page)
-        if double_byte:
+        out.append("// Code page %d%s." % (page, " (UTF-8)" if utf8 else ""))
+        runs = "nullptr, 0, nullptr, 0"
+        if double_byte or utf8:
             upper, lower = ascii_case_map(True), ascii_case_map(False)
-            out.append(format_array("unsigned char", "s_abLead%d" % page, lead_bytes(page), 16, 2))
+            if utf8:
+                lead = [1 if 0xC2 <= b <= 0xF4 else 0 for b in range(256)]
+                upper_runs = case_runs(utf8_pairs(str.upper))
+                lower_runs = case_runs(utf8_pairs(str.lower))
+            else:
+                lead = lead_bytes(page)
+                upper_runs = case_runs(double_byte_pairs(page, str.upper))
+                lower_runs = case_runs(double_byte_pairs(page, str.lower))
+            out.append(format_array("unsigned char", "s_abLead%d" % page, lead, 16, 2))
+            out.append(format_runs("s_aUpperRuns%d" % page, upper_runs))
+            out.append(format_runs("s_aLowerRuns%d" % page, lower_runs))
+            runs = "s_aUpperRuns%d, %d, s_aLowerRuns%d, %d" % (
+                page, len(upper_runs), page, len(lower_runs))
         else:
             upper = single_byte_case_map(page, str.upper)
             lower = single_byte_case_map(page, str.lower)
         out.append(format_array("unsigned char", "s_abUpper%d" % page, upper, 16, 2))
         out.append(format_array("unsigned char", "s_abLower%d" % page, lower, 16, 2))
-        if not double_byte:
+        single = not (double_byte or utf8)
+        if single:
             out.append(format_array("char16_t", "s_awcToUnicode%d" % page, to_unicode(page), 12, 4))
-        entries.append("    {%d, %s, s_abUpper%d, s_abLower%d, %s}," % (
-            page, "s_abLead%d" % page if double_byte else "nullptr", page, page,
-            "nullptr" if double_byte else "s_awcToUnicode%d" % page))
+        entries.append("    {%d, %s, s_abUpper%d, s_abLower%d, %s, %s, %s}," % (
+            page, "nullptr" if single else "s_abLead%d" % page, page, page,
+            "s_awcToUnicode%d" % page if single else "nullptr", runs,
+            "true" if utf8 else "false"))
     out.append("")
     out.append("const CCodePageTable s_aTables[] = {")
     out.extend(entries)
     out.append("};")
     out.append("")
     out.append("}  // namespace")
+    out.append("")
+    out.append("const char* Utf8CaseUnicodeVersion() {")
+    out.append('  return "%s";' % unicodedata.unidata_version)
+    out.append("}")
     out.append("")
     out.append("const CCodePageTable* FindCodePageTable(int nCodePage) {")
     out.append("  for (const CCodePageTable& table : s_aTables) {")

@@ -15,9 +15,20 @@
 //  - the character-type locale (platform/ctype_locale.h), used by `_strupr`,
 //    `_strlwr`, `_stricmp` and `_toupper_ctype`; "C" when the process starts.
 // Code pages known: 1250, 1251, 1252, 1253, 1254, 1257 (single-byte) and 932,
-// 936, 949, 950 (double-byte). Case folding changes single bytes only; a
-// double-byte character is always left whole. There is no collation: texts
+// 936, 949, 950 (double-byte). Case folding follows the page's own upper and
+// lower case, double-byte letters included (the full-width Latin letters, and
+// Greek and Cyrillic where the page holds them). There is no collation: texts
 // compare by character values.
+//
+// Extension: UTF-8 as page 65001. A character is a well-formed sequence of one
+// to four bytes; the bytes C2 to F4 are its lead bytes. A lead byte whose
+// sequence the NUL cuts short ends the text, as a double-byte lead byte before
+// the NUL does; any other byte that does not belong to a well-formed sequence
+// is a character of one byte. A character's value is its code point, or
+// 0xDC00 + byte for such a stray byte (a value no well-formed sequence has).
+// Texts compare in byte order, which for well-formed text is code-point order.
+// Case folding changes only letters whose partner has the same length in
+// bytes, so it never changes the length of a text.
 //
 // None of these functions is thread-safe with respect to `_setmbcp` or to
 // `SetCtypeLocale`; the library uses them from one thread at a time.
@@ -31,6 +42,20 @@
 // 1 when byte `c` (low 8 bits; a sign-extended `char` is fine) opens a
 // double-byte character under the multi-byte code page, else 0.
 int _ismbblead(unsigned int c);
+
+// The page number of UTF-8.
+constexpr int kUtf8CodePage = 65001;
+
+// Size in bytes of the character at `p`: 0 at the end of the text (a lead byte
+// whose character the NUL cuts short stands there too), else 1 to 4. With
+// `pnValue`, the character's value goes there (0 at the end).
+size_t MbCharBytes(const char* p, unsigned int* pnValue = nullptr);
+
+// Writes the bytes of the character of value `nValue` to `pOut` (room for 4)
+// and gives their number: a value above 0xFF takes two bytes in a double-byte
+// page; in UTF-8 a code point takes its sequence, 0xDC80 to 0xDCFF a stray
+// byte.
+size_t MbWriteChar(unsigned int nValue, char* pOut);
 
 // The next character. On a lead byte before the NUL this is the NUL; on the NUL
 // itself it is the byte behind it, so callers stop at the NUL.
@@ -73,7 +98,8 @@ int _mbsicmp(const char* a, const char* b);
 int _mbsncmp(const char* a, const char* b, size_t nChars);
 
 // Upper / lower case in place, character by character, under the multi-byte
-// code page. Returns `p`.
+// code page; a double-byte character becomes its partner when the page holds
+// it as a double-byte character too. Returns `p`.
 char* _mbsupr(char* p);
 char* _mbslwr(char* p);
 
@@ -107,8 +133,19 @@ int _setmbcp(int nCodePage);
 // Converts `n` UTF-16 units to bytes of the multi-byte code page. A single-byte
 // page maps each character to its byte; a character that the page lacks, a
 // surrogate pair included, becomes "?". A double-byte page keeps ASCII and
-// turns everything else into "?". NUL units are kept.
+// turns everything else into "?"; UTF-8 writes every character, a lone
+// surrogate as "?". NUL units are kept.
 std::string WideToMultiByte(const char16_t* p, size_t n);
+
+// Case pairs of characters of more than one byte, as runs: each character
+// from m_nFirst to m_nLast, every m_nStride-th, has the partner character +
+// m_nDelta. Characters are lead * 256 + trail, or code points in UTF-8.
+struct CCaseRun {
+  unsigned int m_nFirst;
+  unsigned int m_nLast;
+  int m_nStride;
+  int m_nDelta;
+};
 
 // The generated tables of one code page (platform/codepage_tables.cc).
 struct CCodePageTable {
@@ -116,8 +153,16 @@ struct CCodePageTable {
   const unsigned char* m_pbyLead;   // 256 flags; null for a single-byte page
   const unsigned char* m_pbyUpper;  // 256 bytes
   const unsigned char* m_pbyLower;  // 256 bytes
-  const char16_t* m_pwcToUnicode;   // 256 units, 0xFFFD undefined; null if double-byte
+  const char16_t* m_pwcToUnicode;   // 256 units, 0xFFFD undefined; null if multi-byte
+  const CCaseRun* m_pUpperRuns;     // sorted by m_nFirst; null for a single-byte page
+  size_t m_nUpperRuns;
+  const CCaseRun* m_pLowerRuns;
+  size_t m_nLowerRuns;
+  bool m_bUtf8;  // page 65001: sequences of up to four bytes
 };
+
+// The Unicode version whose case mappings the UTF-8 tables hold.
+const char* Utf8CaseUnicodeVersion();
 
 // The tables of `nCodePage`, or null for an unknown page.
 const CCodePageTable* FindCodePageTable(int nCodePage);

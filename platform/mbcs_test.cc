@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <map>
 #include <string>
 
 #include "platform/ctype_locale.h"
@@ -126,11 +128,139 @@ TEST_F(Mbcs, FoldsCaseUnderTheMultiByteCodePage) {
   char sz1250[] = "\xB9\x9A";  // ą š
   EXPECT_STREQ(_mbsupr(sz1250), "\xA5\x8A");
   ASSERT_EQ(_setmbcp(932), 0);
-  char sz932[] = "a\x83\x61z\x82\x81";  // trail 0x61 is "a"; 0x8281 is a full-width letter
-  EXPECT_STREQ(_mbsupr(sz932), "A\x83\x61Z\x82\x81");
+  char sz932[] = "a\x83\x61z\x82\x81";  // trail 0x61 is "a"; 0x8281 is a full-width "a"
+  EXPECT_STREQ(_mbsupr(sz932), "A\x83\x61Z\x82\x60");
   ASSERT_EQ(_setmbcp(1252), 0);
   char szSame[] = "a\x83\x61";
   EXPECT_STREQ(_mbsupr(szSame), "A\x83\x41");
+}
+
+// Each text holds, in the page, full-width "ab"/"az", Greek "αω", Cyrillic
+// "яё", and where the page has them Roman numeral ten or one and Latin "æœ";
+// the upper case is Python's cp codec of str.upper() of the same text.
+TEST_F(Mbcs, FoldsDoubleByteLettersAsThePageDoes) {
+  const struct {
+    int nPage;
+    const char* pszLower;
+    const char* pszUpper;
+  } aCases[] = {
+      {932, "\x82\x81\x82\x82 \x82\x9A \x83\xBF\x83\xD6 \x84\x91\x84\x76 \xEE\xEF",
+       "\x82\x60\x82\x61 \x82\x79 \x83\x9F\x83\xB6 \x84\x60\x84\x46 \x87\x54"},
+      {936, "\xA3\xE1\xA3\xFA \xA6\xC1\xA6\xD8 \xA7\xF1\xA7\xD7 \xA2\xAA",
+       "\xA3\xC1\xA3\xDA \xA6\xA1\xA6\xB8 \xA7\xC1\xA7\xA7 \xA2\xFA"},
+      {949, "\xA3\xE1\xA3\xFA \xA5\xE1\xA5\xF8 \xAC\xF1\xAC\xD7 \xA9\xA1\xA9\xAB \xA5\xA1",
+       "\xA3\xC1\xA3\xDA \xA5\xC1\xA5\xD8 \xAC\xC1\xAC\xA7 \xA8\xA1\xA8\xAB \xA5\xB0"},
+      {950, "\xA2\xE9\xA3\x43 \xA3\x5C\xA3\x73 \xC7\xE8\xC7\xCE",
+       "\xA2\xCF\xA2\xE8 \xA3\x44\xA3\x5B \xC7\xC7\xC7\xB3"},
+  };
+  for (const auto& c : aCases) {
+    ASSERT_EQ(_setmbcp(c.nPage), 0);
+    std::string strText = c.pszLower;
+    EXPECT_STREQ(_mbsupr(strText.data()), c.pszUpper) << c.nPage;
+    EXPECT_EQ(_mbsicmp(c.pszLower, c.pszUpper), 0) << c.nPage;
+    EXPECT_EQ(_mbscmp(c.pszLower, c.pszUpper), 1) << c.nPage;  // lower case stands higher
+    if (c.nPage != 932) {  // 932 writes small Roman numerals in two places
+      EXPECT_STREQ(_mbslwr(strText.data()), c.pszLower) << c.nPage;
+    }
+  }
+}
+
+TEST_F(Mbcs, ReadsUtf8Sequences) {
+  ASSERT_EQ(_setmbcp(65001), 0);
+  const char* p = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xC3z";  // a é € 😀, a stray C3
+  EXPECT_EQ(_mbslen(p), 6u);
+  EXPECT_EQ(_mbsinc(p + 1), p + 3);
+  EXPECT_EQ(_mbsninc(p, 4), p + 10);
+  EXPECT_EQ(_mbsdec(p, p + 10), p + 6);
+  EXPECT_EQ(_mbsnccnt(p, 5), 2u);
+  EXPECT_EQ(_mbschr(p, 0x20AC), p + 3);
+  EXPECT_EQ(_mbschr(p, 0xDCC3), p + 10);  // the stray byte, not the lead of "é"
+  EXPECT_EQ(_mbschr(p, 0xAC), nullptr);
+  char szCut[] = "a\xE2\x82";  // the NUL cuts "€" short: the text ends after "a"
+  EXPECT_EQ(_mbslen(szCut), 1u);
+  EXPECT_EQ(_mbsinc(szCut + 1), szCut + 3);
+  EXPECT_EQ(_mbschr(szCut, 0), szCut + 3);
+  // Whole characters only, as in a double-byte page.
+  char dst[8];
+  std::memset(dst, 'x', sizeof(dst));
+  _mbsnbcpy(dst, p, 5);
+  EXPECT_EQ(std::string(dst, 6), std::string("a\xC3\xA9\0\0x", 6));
+  // Byte order, which is code-point order: "é" (U+00E9) below "ā" (U+0101).
+  EXPECT_EQ(_mbscmp("\xC3\xA9", "\xC4\x81"), -1);
+  EXPECT_EQ(_mbscmp("z", "\xC3\xA9"), -1);
+  EXPECT_EQ(_mbsncmp("\xC3\xA9x", "\xC3\xA9y", 1), 0);
+  // Folding keeps the length: "ß" and the stray byte stay.
+  char szFold[] = "\xC3\xA9t\xC3\xA9 \xCE\xB1\xCF\x89 \xD0\xB6 \xC3\x9F \xC3";
+  EXPECT_STREQ(_mbsupr(szFold), "\xC3\x89T\xC3\x89 \xCE\x91\xCE\xA9 \xD0\x96 \xC3\x9F \xC3");
+  EXPECT_EQ(_mbsicmp("\xC3\xA9t\xC3\xA9", "\xC3\x89T\xC3\x89"), 0);
+  const char16_t awcText[] = {0xE9, 0xD83D, 0xDE00, 0xD800};  // é 😀, a lone surrogate
+  EXPECT_EQ(WideToMultiByte(awcText, 4), "\xC3\xA9\xF0\x9F\x98\x80?");
+}
+
+// Python's Unicode version on the first line, then its own case mappings of
+// every code point whose partner is one code point of the same length in
+// UTF-8, as "U code partner" and "L code partner" lines; every other code
+// point must stay as it is.
+constexpr const char* kPythonCaseScript =
+    "python3 -c '\n"
+    "import unicodedata\n"
+    "print(unicodedata.unidata_version)\n"
+    "for cp in range(0x80, 0x110000):\n"
+    "    if 0xD800 <= cp <= 0xDFFF: continue\n"
+    "    c = chr(cp)\n"
+    "    for tag, f in ((\"U\", c.upper()), (\"L\", c.lower())):\n"
+    "        if len(f) == 1 and f != c and len(f.encode()) == len(c.encode()):\n"
+    "            print(tag, cp, ord(f))\n"
+    "' 2>/dev/null";
+
+std::string Utf8Of(unsigned int nCode) {
+  char acBytes[4];
+  return std::string(acBytes, MbWriteChar(nCode, acBytes));
+}
+
+TEST_F(Mbcs, Utf8FoldsAsPythonDoesWhereTheLengthStays) {
+  std::map<unsigned int, unsigned int> mapUpper;
+  std::map<unsigned int, unsigned int> mapLower;
+  FILE* pPipe = popen(kPythonCaseScript, "r");
+  ASSERT_NE(pPipe, nullptr);
+  char szVersion[32] = {};
+  const bool bVersion = std::fscanf(pPipe, "%31s", szVersion) == 1;
+  char cTag = 0;
+  unsigned int nCode = 0;
+  unsigned int nPartner = 0;
+  while (std::fscanf(pPipe, " %c %u %u", &cTag, &nCode, &nPartner) == 3) {
+    (cTag == 'U' ? mapUpper : mapLower)[nCode] = nPartner;
+  }
+  if (pclose(pPipe) != 0 || !bVersion || mapUpper.empty()) {
+    GTEST_SKIP() << "python3 is needed to compare the folds";
+  }
+  if (std::string(szVersion) != Utf8CaseUnicodeVersion()) {
+    GTEST_SKIP() << "python3 knows Unicode " << szVersion << ", the tables "
+                 << Utf8CaseUnicodeVersion() << ": run platform/gen_codepages.py";
+  }
+  ASSERT_EQ(_setmbcp(65001), 0);
+  size_t nWrong = 0;
+  for (unsigned int nCp = 0x80; nCp < 0x110000; ++nCp) {
+    if (nCp >= 0xD800 && nCp <= 0xDFFF) {
+      continue;
+    }
+    const std::string strChar = Utf8Of(nCp);
+    std::string strUpper = strChar;
+    std::string strLower = strChar;
+    _mbsupr(strUpper.data());
+    _mbslwr(strLower.data());
+    const auto itUpper = mapUpper.find(nCp);
+    const auto itLower = mapLower.find(nCp);
+    unsigned int nRead = 0;
+    const bool bRoundTrip = MbCharBytes(strChar.c_str(), &nRead) == strChar.size() && nRead == nCp;
+    if (!bRoundTrip || strUpper != Utf8Of(itUpper != mapUpper.end() ? itUpper->second : nCp) ||
+        strLower != Utf8Of(itLower != mapLower.end() ? itLower->second : nCp)) {
+      ADD_FAILURE() << "U+" << std::hex << nCp;
+      if (++nWrong == 10) {
+        break;
+      }
+    }
+  }
 }
 
 TEST_F(Mbcs, ByteFoldingFollowsTheCtypeLocale) {
@@ -165,7 +295,7 @@ TEST_F(Mbcs, SetsTheCodePage) {
     EXPECT_EQ(_getmbcp(), nPage);
     EXPECT_EQ(_ismbblead(0x81), nPage == 950 ? 1 : 0) << pszLocale;
   }
-  for (int nBad : {437, 0, -1, -2, 65001}) {
+  for (int nBad : {437, 0, -1, -2, 65000}) {
     EXPECT_EQ(_setmbcp(nBad), -1) << nBad;
     EXPECT_EQ(_getmbcp(), 1252) << nBad;
   }

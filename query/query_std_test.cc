@@ -61,6 +61,37 @@ TEST_F(QueryTest, ListsWildcardsEmptyCellsAndRanges) {
   EXPECT_EQ(Query({{"COLOR", CRIT_EQUAL, "red"}, {"PRICE", CRIT_GREATER, "15"}}), (Hits{1, 3}));
 }
 
+TEST_F(QueryTest, TextKeysFoldUnderTheTableLocale) {
+  // Each row pair holds a word and its upper case; a query for either finds
+  // both, letters of more than one byte included.
+  const struct {
+    const char* pszLocale;
+    const char* pszLower;
+    const char* pszUpper;
+  } aCases[] = {
+      {"jpn", "\x82\x81\x82\x82", "\x82\x60\x82\x61"},  // full-width "ab", "AB"
+      // The UTF-8 locale, an extension: "ß" has no upper case of its length.
+      {"utf8", "c\xC3\xB4te d'ivoire", "C\xC3\x94TE D'IVOIRE"},
+      {"utf8", "stra\xC3\x9F\x65 \xC3\xBC\x62\x65r", "STRA\xC3\x9F\x45 \xC3\x9C\x42\x45R"},
+      {"utf8", "\xCE\xB1\xCE\xB8\xCE\xAE\xCE\xBD\xCE\xB1",
+       "\xCE\x91\xCE\x98\xCE\x89\xCE\x9D\xCE\x91"},
+      {"utf8", "\xD0\xBC\xD0\xBE\xD1\x81\xD0\xBA\xD0\xB2\xD0\xB0",
+       "\xD0\x9C\xD0\x9E\xD0\xA1\xD0\x9A\xD0\x92\xD0\x90"},
+  };
+  int nTable = 0;
+  for (const auto& c : aCases) {
+    const std::string strPath = dir_.File("T" + std::to_string(++nTable) + ".TXT");
+    lorn_test::WriteFile(strPath, MakeTable({{"NAME"}, {c.pszLower}, {"x"}, {c.pszUpper}}));
+    ASSERT_TRUE(SetDefaultLocale(c.pszLocale));
+    for (const char* pszValue : {c.pszLower, c.pszUpper}) {
+      CQueryStd query(strPath.c_str());
+      query.AddCriteria(0, CRIT_EQUAL, pszValue);
+      EXPECT_EQ(Rows(query.GetRows()), (Hits{0, 2})) << c.pszLocale;
+    }
+    SetDefaultLocale("");
+  }
+}
+
 TEST_F(QueryTest, RestrictionConfinesAndButNotOr) {
   CQueryStd query(path_.c_str());
   CDWordArray arRestriction;

@@ -117,3 +117,32 @@ TEST(CatArchive, LoadedTablesOpenWhereTheyCan) {
   pTable.reset(Load(dir.File("ar"), 1)[0]);
   EXPECT_FALSE(pTable->IsOpen());
 }
+
+TEST(CatArchive, ChainsOfViewsPastTheLimitAreRefused) {
+  TempDir dir;
+  WriteFile(dir.File("T.TXT"), "A\n");
+  CCatStd table(dir.File("T.TXT").c_str());
+  // Each view stores its master first: the longest chain that loads, then
+  // one more, which neither stores nor loads.
+  std::vector<std::unique_ptr<CCatStd>> arViews;
+  CCatStd* pLast = &table;
+  for (int i = 1; i < CArchive::kMaxObjectDepth; ++i) {
+    arViews.push_back(std::make_unique<CCatStd>(pLast));
+    pLast = arViews.back().get();
+  }
+  Store(dir.File("ar"), {pLast});
+  std::unique_ptr<CCatStd> pLoaded(Load(dir.File("ar"), 1)[0]);
+  EXPECT_EQ(Path(pLoaded.get()), dir.File("T.TXT"));  // through its masters
+  pLoaded.reset();
+  arViews.push_back(std::make_unique<CCatStd>(pLast));
+  EXPECT_THROW(Store(dir.File("ar"), {arViews.back().get()}), CArchiveException);
+
+  // A hostile archive of 40,000 closed tables, each the master of the one
+  // before: refused.
+  std::string strBytes("\xFF\xFF\0\0\x07\0CCatStd", 13);
+  for (int i = 0; i < 40000; ++i) {
+    strBytes += (i == 0 ? std::string() : std::string("\x01\x80", 2)) + std::string("\x01\0\0", 3);
+  }
+  WriteFile(dir.File("ar"), strBytes + std::string(2, '\0'));
+  EXPECT_THROW(Load(dir.File("ar"), 1), CArchiveException);
+}

@@ -10,6 +10,11 @@ class CArchive;
 class CCatStd;
 struct CRuntimeClass;
 
+// The separator of the locale in a table's sidecar name: "ART.SDX|fra".
+// A table file whose own name holds it cannot be opened, as its sidecar's
+// name could not be told from that separator.
+constexpr char LOCALE_SEP = '|';
+
 // ReadObject for the extraction operators of CCatStd and its derived
 // classes: the object read is the host's from then on, even when objects
 // loaded before it share it as their master (see CCatStd, Ownership).

@@ -15,7 +15,6 @@ BYTE* CCatStd::s_pBuffer = nullptr;
 namespace {
 
 // Separates the sidecar's name from the table's locale in m_strSideName.
-constexpr char LOCALE_SEP = '|';
 constexpr WORD NO_SLOT = 0xFFFF;
 
 // Counts the instance out; the last one alive takes the line buffer along.

@@ -66,6 +66,12 @@ BOOL CCatStd::Open(const char* pszPath) {
     strPath = m_strDir + m_strName;
   }
 
+  // The sidecar's name carries the locale behind "|": a table whose own file
+  // name holds one would name another file as its sidecar.
+  if (strPath.Mid(strPath.ReverseFind(PATH_SEP) + 1).Find(LOCALE_SEP) >= 0) {
+    return FALSE;
+  }
+
   // Whatever made this object, reading needs the shared buffer; the last
   // object alive frees it.
   if (s_pBuffer == nullptr) {

@@ -60,6 +60,18 @@ TEST(OpenTable, PathsAndExtensions) {
     table.GetSidePath(strSide, TRUE);
     EXPECT_EQ(std::string(strSide), dir.File(pszSide));
   }
+  // A name holding the locale separator would make "a" its sidecar: refused,
+  // and nothing beside it is touched. A "|" in a folder's name is harmless.
+  WriteFile(dir.File("a"), "mine");
+  WriteFile(dir.File("a|b.txt"), "Ab\n");
+  CCatStd piped(dir.File("a|b.txt").c_str());
+  EXPECT_FALSE(piped.IsOpen());
+  EXPECT_FALSE(piped.IndexTable());
+  EXPECT_EQ(ReadFile(dir.File("a")), "mine");
+  ASSERT_EQ(::mkdir(dir.File("p|q").c_str(), 0700), 0);
+  WriteFile(dir.File("p|q/t.txt"), "Ab\n");
+  EXPECT_TRUE(CCatStd(dir.File("p|q/t.txt").c_str()).IsOpen());
+
   char szOld[4096];
   ASSERT_NE(::getcwd(szOld, sizeof(szOld)), nullptr);
   ASSERT_EQ(::chdir(dir.path().c_str()), 0);

@@ -59,6 +59,21 @@ bool IsGlobalOption(const std::string& strName) {
   return false;
 }
 
+// A POSIX name with the UTF-8 code set ("en_US.UTF-8", "de_DE.utf8") names the
+// UTF-8 locale, whose case folding is the same for every language; the library
+// knows it by a short name, as a stored locale name stays under 8 bytes.
+std::string LibraryLocaleName(const std::string& strName) {
+  const size_t nDot = strName.rfind('.');
+  if (nDot == std::string::npos || nDot == 0) {
+    return strName;
+  }
+  std::string strSet = strName.substr(nDot + 1);
+  for (char& c : strSet) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return strSet == "utf8" || strSet == "utf-8" ? "utf8" : strName;
+}
+
 }  // namespace
 
 int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
@@ -155,7 +170,7 @@ void ApplyGlobalOptions(const CGlobalOptions& options) {
   if (options.bCatalogDir) {
     SetCatalogDir(options.strCatalogDir.c_str());
   }
-  if (options.bLocale && !SetDefaultLocale(options.strLocale.c_str())) {
+  if (options.bLocale && !SetDefaultLocale(LibraryLocaleName(options.strLocale).c_str())) {
     throw CCliError(Format("--locale: unknown locale \"%s\"", options.strLocale.c_str()));
   }
 }

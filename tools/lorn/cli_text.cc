@@ -1,6 +1,7 @@
 #include "tools/lorn/cli_text.h"
 
 #include <cerrno>
+#include <fstream>
 #include <string>
 
 #include "platform/ctype_locale.h"
@@ -9,10 +10,14 @@
 namespace {
 
 const iconv_t kNoConverter = reinterpret_cast<iconv_t>(-1);
+constexpr int kUtf8CodePage = 65001;
 
 // iconv names of a Windows code page, best first: not every C library knows
 // the "CPnnn" spelling of the double-byte pages.
 iconv_t OpenConverter(int nCodePage, bool bToUtf8) {
+  if (nCodePage == kUtf8CodePage) {
+    return kNoConverter;  // nothing to convert
+  }
   std::string astrNames[3] = {"CP" + std::to_string(nCodePage), "", ""};
   switch (nCodePage) {
     case 932:
@@ -87,7 +92,7 @@ CTextCodec::CTextCodec(int nCodePage)
     : m_nCodePage(nCodePage),
       m_toUtf8(OpenConverter(nCodePage, true)),
       m_fromUtf8(OpenConverter(nCodePage, false)) {
-  if (m_toUtf8 == kNoConverter || m_fromUtf8 == kNoConverter) {
+  if (nCodePage != kUtf8CodePage && (m_toUtf8 == kNoConverter || m_fromUtf8 == kNoConverter)) {
     if (m_toUtf8 != kNoConverter) {
       iconv_close(m_toUtf8);
     }
@@ -100,17 +105,25 @@ CTextCodec::CTextCodec(int nCodePage)
 }
 
 CTextCodec::~CTextCodec() {
-  iconv_close(m_toUtf8);
-  iconv_close(m_fromUtf8);
+  if (m_nCodePage != kUtf8CodePage) {
+    iconv_close(m_toUtf8);
+    iconv_close(m_fromUtf8);
+  }
 }
 
 std::string CTextCodec::ToUtf8(const std::string& strText) const {
+  if (m_nCodePage == kUtf8CodePage) {
+    return strText;
+  }
   std::string strOut;
   Convert(m_toUtf8, strText, strOut, true);
   return strOut;
 }
 
 std::string CTextCodec::FromUtf8(const std::string& strText) const {
+  if (m_nCodePage == kUtf8CodePage) {
+    return strText;
+  }
   std::string strOut;
   if (!Convert(m_fromUtf8, strText, strOut, false)) {
     throw CCliError(
@@ -122,6 +135,40 @@ std::string CTextCodec::FromUtf8(const std::string& strText) const {
 std::string Cp1252ToUtf8(const std::string& strText) {
   static const CTextCodec s_codec(1252);
   return s_codec.ToUtf8(strText);
+}
+
+bool FileLooksLikeUtf8(const std::string& strPath) {
+  constexpr size_t kSampleBytes = 65536;
+  std::ifstream file(strPath, std::ios::binary);
+  std::string strSample(kSampleBytes, '\0');
+  file.read(strSample.data(), static_cast<std::streamsize>(kSampleBytes));
+  strSample.resize(static_cast<size_t>(file.gcount()));
+  bool bMultiByte = false;
+  for (size_t i = 0; i < strSample.size();) {
+    const unsigned char c = static_cast<unsigned char>(strSample[i]);
+    // Lead bytes C2 to F4, with the second-byte limits that keep out overlong
+    // forms, surrogates and code points past U+10FFFF.
+    const size_t nLen = c < 0x80   ? 1
+                        : c < 0xC2 ? 0
+                        : c < 0xE0 ? 2
+                        : c < 0xF0 ? 3
+                        : c < 0xF5 ? 4
+                                   : 0;
+    if (nLen == 0) {
+      return false;
+    }
+    for (size_t j = 1; j < nLen && i + j < strSample.size(); ++j) {
+      const unsigned char b = static_cast<unsigned char>(strSample[i + j]);
+      const unsigned char byLow = j > 1 ? 0x80 : c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+      const unsigned char byHigh = j > 1 ? 0xBF : c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+      if (b < byLow || b > byHigh) {
+        return false;
+      }
+    }
+    bMultiByte = bMultiByte || nLen > 1;
+    i += nLen;
+  }
+  return bMultiByte;
 }
 
 int CodePageOfLocale(const char* pszLocale) {

@@ -11,7 +11,8 @@
 
 class CTextCodec {
  public:
-  // nCodePage: a Windows code page (1250 to 1258, 932, 936, 949, 950).
+  // nCodePage: a Windows code page (1250 to 1258, 932, 936, 949, 950), or
+  // 65001, UTF-8, whose text passes through both ways unconverted.
   // Throws CCliError when the system has no converter for it.
   explicit CTextCodec(int nCodePage);
   ~CTextCodec();
@@ -36,8 +37,14 @@ class CTextCodec {
 // UTF-8.
 std::string Cp1252ToUtf8(const std::string& strText);
 
-// The Windows code page of a locale name as the library knows it; 1252 for
-// the plain locale (empty, "C") and for a name the library refuses.
+// The Windows code page of a locale name as the library knows it (65001 for
+// the UTF-8 locale); 1252 for the plain locale (empty, "C") and for a name the
+// library refuses.
 int CodePageOfLocale(const char* pszLocale);
+
+// Whether the first 64 KiB of the file at strPath are well-formed UTF-8 that
+// holds at least one character of more than one byte (a sequence cut by the
+// end of the sample counts as well-formed). false when it cannot be read.
+bool FileLooksLikeUtf8(const std::string& strPath);
 
 #endif  // LORN_TOOLS_LORN_CLI_TEXT_H_

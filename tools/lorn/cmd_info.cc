@@ -13,6 +13,7 @@
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
+#include "tools/lorn/cli_text.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
@@ -215,6 +216,12 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   }
   bool bPlain = strLocale.empty() || strLocale == "C" || strLocale == "c";
   out.Line("locale   " + (bPlain ? std::string("(plain)") : strLocale));
+  if (bPlain && !bScrambled && FileLooksLikeUtf8(strOpen)) {
+    // The locale is taken when the sidecar is made, so a sidecar goes first.
+    out.Line("hint     text in UTF-8: " +
+             (side.nState == ESideState::absent ? "" : "lorn drop " + strPath + " && ") +
+             "lorn --locale utf8 index " + strPath + " folds its accented letters");
+  }
   out.Line("rows     " + strRows);
   out.Line("columns  " + std::to_string(columns.size()));
   out.Line("");

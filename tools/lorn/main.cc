@@ -41,7 +41,7 @@ const char kCommonOptions[] =
     "  --any C            the lone wildcard, a cell that matches every value\n"
     "                     [default: *]\n"
     "  --locale NAME      locale of tables made without a sidecar (fra, jpn.932,\n"
-    "                     ...) [default: the plain locale]\n"
+    "                     utf8, ...) [default: the plain locale]\n"
     "  --catalog-dir DIR  directory of tables loaded from archives [default: none]\n"
     "  --utf8             show table text in UTF-8, converted from the code page\n"
     "                     of the table's locale (1252 without one); text given\n"
