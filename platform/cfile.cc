@@ -211,6 +211,14 @@ BOOL CFile::Open(const char* pszFileName, UINT nOpenFlags, CFileException* pErro
   return TRUE;
 }
 
+void CFile::Attach(int hFile, const char* pszFileName) {
+  if (IsOpen()) {
+    Abort();
+  }
+  m_hFile = hFile;
+  m_strFileName = pszFileName;
+}
+
 void CFile::Close() {
   if (!IsOpen()) {
     return;

@@ -107,6 +107,10 @@ class LORN_API CFile : public CObject {
   // is held, so a refused open leaves the other holder's content alone.
   // Directories are refused with accessDenied.
   virtual BOOL Open(const char* pszFileName, UINT nOpenFlags, CFileException* pError = nullptr);
+  // Takes over an open descriptor, as Open would have left it: the object
+  // closes it from then on and names it pszFileName in its exceptions. An
+  // open object is closed quietly first. No lock is taken.
+  void Attach(int hFile, const char* pszFileName);
   // Closes the descriptor, which releases the share lock. Throws if the
   // system reports an error; the object is closed either way.
   virtual void Close();

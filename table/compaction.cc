@@ -4,12 +4,13 @@
 // (written_form.h), in the table's own form (an SDC table stays scrambled).
 //
 // Safety: the table file is not touched until the new file is complete. A
-// pass reads its source and writes a temporary file beside the table (stem +
-// "TMP", and stem + "~TM" for a second pass, which reads the first one's
-// output); only at the end does the new file take the table's name. So a
-// failure at any point before that leaves the table file and its sidecar as
-// they were and no temporary file behind. A rewrite whose file would not read
-// back as written (see CTableWriter::IsReadable) is refused the same way.
+// pass reads its source and writes a work file (work_file.h; a second pass
+// reads the first one's output from the other); only at the end does the
+// new file take the table file's place, in one step, after the sidecar has
+// gone. So a failure at any point before that leaves the table file and its
+// sidecar as they were and nothing behind. A rewrite whose file would not
+// read back as written (see CTableWriter::IsReadable) is refused the same
+// way.
 #include <algorithm>
 #include <functional>
 #include <string>
@@ -20,6 +21,7 @@
 #include "frame/settings.h"
 #include "frame/sort_arrays.h"
 #include "table/cat_std.h"
+#include "table/work_file.h"
 #include "table/written_form.h"
 
 namespace {
@@ -27,7 +29,6 @@ namespace {
 // The table file of a pass is held exclusively; the temporary file is made
 // (or emptied) and held exclusively.
 constexpr UINT OPEN_SOURCE = CFile::modeReadWrite | CFile::shareExclusive;
-constexpr UINT CREATE_TARGET = CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive;
 
 // Closes over each cell of a merge key.
 constexpr char KEY_SEP = '|';
@@ -222,19 +223,12 @@ BOOL SkipHeader(CCatStd& table, CStringArray& arRow) {
 // reader, writes strTarget. bCreated tells the caller that strTarget was
 // made (and must go if the operation fails). m_fileData is left open only
 // when an exception leaves the pass.
-PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource,
-                          const CString& strTarget, char cValueSep, CProgressMonitor* pMonitor,
-                          BOOL& bCreated) {
+PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource, CFile& fileOut,
+                          char cValueSep, CProgressMonitor* pMonitor) {
   CFileException error;
   if (!table.m_fileData.Open(strSource, OPEN_SOURCE, &error)) {
     return PASS_NO_FILE;
   }
-  CFile fileOut;
-  if (!fileOut.Open(strTarget, CREATE_TARGET, &error)) {
-    table.m_fileData.Abort();
-    return PASS_NO_FILE;
-  }
-  bCreated = TRUE;
 
   double dRate = 0.0;
   if (pMonitor != nullptr) {
@@ -266,7 +260,6 @@ PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource,
     }
   }
   writer.Flush();
-  fileOut.Close();
   table.m_fileData.Close();
   return writer.IsReadable() ? PASS_DONE : PASS_UNREADABLE;
 }
@@ -364,35 +357,30 @@ BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
   }
 
   const CString strPath = m_strDir + m_strName;
-  const CString arTemps[2] = {MakeSiblingPath(*this, "TMP"), MakeSiblingPath(*this, "~TM")};
-  if (arTemps[0] == strPath || arTemps[1] == strPath) {
-    return FALSE;  // a table named like its own temporary file
-  }
   Close();
   MonitorTitle(pMonitor, MSG_COMPACT_TITLE, m_strName);
 
+  // Pass k reads what pass k - 1 wrote; the outputs go to two work files in
+  // turn, the last of which takes the table file's place.
   const DWORD nRowsBefore = m_nRows;
-  BOOL arCreated[2] = {FALSE, FALSE};
+  CFile arFiles[2];
+  CWorkFile arWork[2] = {CWorkFile(arFiles[0]), CWorkFile(arFiles[1])};
   auto abandon = [&]() {
     m_fileData.Abort();
     m_nRows = nRowsBefore;
-    for (int nTemp = 0; nTemp < 2; ++nTemp) {
-      if (arCreated[nTemp]) {
-        RemoveQuietly(arTemps[nTemp]);
-      }
-    }
+    arWork[0].Discard();
+    arWork[1].Discard();
   };
-
-  // Pass k reads what pass k - 1 wrote; the outputs go to the two temporary
-  // files in turn.
   BOOL bReplaced = FALSE;
-  int nLast = 0;
   try {
     CString strSource = strPath;
     int nOut = 0;
     for (const short nCol : arPasses) {
-      const PassResult result = RunCompactPass(*this, nCol, strSource, arTemps[nOut], cValueSep,
-                                               pMonitor, arCreated[nOut]);
+      CFileException error;
+      PassResult result = PASS_NO_FILE;
+      if (arWork[nOut].Create(strPath, &error)) {
+        result = RunCompactPass(*this, nCol, strSource, arFiles[nOut], cValueSep, pMonitor);
+      }
       if (result != PASS_DONE) {
         abandon();
         if (result == PASS_UNREADABLE) {
@@ -400,22 +388,20 @@ BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
         }
         return FALSE;
       }
-      strSource = arTemps[nOut];
-      nLast = nOut;
+      strSource = arWork[nOut].GetReadPath();
       nOut = 1 - nOut;
+      arWork[nOut].Discard();  // the source of the pass before
     }
-    const int nSpare = 1 - nLast;
-    if (arCreated[nSpare]) {
-      CFile::Remove(arTemps[nSpare]);
-      arCreated[nSpare] = FALSE;
+    // The sidecar goes before the new rows stand under the table's name.
+    if (!DropSideForRewrite(*this)) {
+      abandon();
+      Reopen(*this, bWasOpen);
+      return FALSE;
     }
-    SwapInFile(strPath, arTemps[nLast], arTemps[nSpare]);
+    arWork[1 - nOut].Commit();
     bReplaced = TRUE;
-    arCreated[nLast] = FALSE;
-    CFile::Remove(arTemps[nSpare]);
   } catch (...) {
     if (bReplaced) {
-      // The new table stands; only the old file could not go.
       ForgetSidecarQuietly(*this);
       throw;
     }
@@ -469,14 +455,6 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     strTarget.Empty();
   }
   const BOOL bOwnFile = strTarget.IsEmpty();
-  const CString strSpare = MakeSiblingPath(*this, "~TM");
-  CString strWork = MakeSiblingPath(*this, "TMP");
-  if (!bOwnFile && strTarget == strWork) {
-    strWork = strSpare;
-  }
-  if (strWork == strPath || (bOwnFile && strSpare == strPath)) {
-    return FALSE;  // a table named like its own temporary file
-  }
   const BOOL bScramble = bOwnFile ? m_bScrambled : IsScrambledPath(strTarget);
 
   Close();
@@ -487,7 +465,8 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     return FALSE;
   }
   CFile fileOut;
-  if (!fileOut.Open(strWork, CREATE_TARGET, &error)) {
+  CWorkFile work(fileOut);
+  if (!work.Create(bOwnFile ? strPath : strTarget, &error)) {
     Reopen(*this, bWasOpen);
     return FALSE;
   }
@@ -514,30 +493,27 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
       }
     }
     writer.Flush();
-    fileOut.Close();
     m_fileData.Close();
     if (!writer.IsReadable()) {
-      RemoveQuietly(strWork);
+      work.Discard();
       Reopen(*this, bWasOpen);  // refused: nothing has changed
       return FALSE;
     }
-
-    if (bOwnFile) {
-      SwapInFile(strPath, strWork, strSpare);
-      bReplaced = TRUE;
-      CFile::Remove(strSpare);
-    } else {
-      // The target is replaced in one step: the old file or the new one
-      // stands under its name at every moment.
-      ReplaceFile(strWork, strTarget);
+    // The table's own sidecar goes before the new rows take its name; a
+    // target elsewhere is replaced in one step either way.
+    if (bOwnFile && !DropSideForRewrite(*this)) {
+      work.Discard();
+      Reopen(*this, bWasOpen);
+      return FALSE;
     }
+    work.Commit();
+    bReplaced = bOwnFile;
   } catch (...) {
     if (bReplaced) {
       ForgetSidecarQuietly(*this);
       throw;
     }
-    fileOut.Abort();
-    RemoveQuietly(strWork);
+    work.Discard();
     Reopen(*this, bWasOpen);
     throw;
   }

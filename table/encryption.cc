@@ -4,6 +4,9 @@
 // or taken off, so that the new file has the same lines at the same offsets
 // and can share the table's sidecar. The new file gets the time that the
 // table had when it was opened, so that both forms pass the sidecar's stamp.
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <vector>
 
@@ -11,12 +14,11 @@
 #include "frame/settings.h"
 #include "platform/time_zone.h"
 #include "table/cat_std.h"
+#include "table/work_file.h"
 #include "table/written_form.h"
 
 namespace {
 
-// Made or emptied, written, held exclusively.
-constexpr UINT CREATE_TWIN = CFile::modeCreate | CFile::modeWrite | CFile::shareExclusive;
 constexpr UINT READ_SOURCE = CFile::modeRead | CFile::shareDenyWrite;
 // Bytes gathered before each write.
 constexpr UINT TWIN_BLOCK = 65536;
@@ -105,19 +107,16 @@ void CCatStd::CryptTable(BOOL bCrypt) {
       (status.m_attribute & (CFile::readOnly | CFile::directory)) != 0) {
     return;
   }
-  // The new file is written under a name of its own and takes its name only
-  // when it is complete, in one step: a process that dies on the way leaves
-  // the file of that name as it was.
-  CString strWork = MakeSiblingPath(*this, "TMP");
-  if (strWork == m_strDir + m_strName) {
-    strWork = MakeSiblingPath(*this, "~TM");
-  }
+  // The new file is written as a work file (work_file.h) and takes its name
+  // only when it is complete, in one step: a process that dies on the way
+  // leaves the file of that name as it was.
   CTwinFile fileNew(m_strDir + m_strName, m_cColSep);
   if (!fileNew.IsSourceOpen()) {
     return;
   }
+  CWorkFile work(fileNew);
   CFileException error;
-  if (!fileNew.Open(strWork, CREATE_TWIN, &error)) {
+  if (!work.Create(strNew, &error, m_strDir + m_strName)) {
     return;
   }
 
@@ -141,8 +140,7 @@ void CCatStd::CryptTable(BOOL bCrypt) {
     }
     fileNew.Finish();
   } catch (...) {
-    fileNew.Abort();
-    RemoveQuietly(strWork);
+    work.Discard();
     throw;
   }
   if (pMonitor != nullptr) {
@@ -151,15 +149,15 @@ void CCatStd::CryptTable(BOOL bCrypt) {
 
   // A file that would not read back as the table's lines is not left.
   if (!fileNew.IsFaithful()) {
-    fileNew.Close();
-    CFile::Remove(strWork);
     return;
   }
 
-  fileNew.GetStatus(status);
-  fileNew.Close();
+  // The source's time as the table found it, so that both forms share the
+  // sidecar.
   const DWORD nTime = m_tStamp + static_cast<DWORD>(GetTimeZoneBias());
-  status.m_mtime = CTime(static_cast<int64_t>(nTime));
-  CFile::SetStatus(strWork, status);
-  ReplaceFile(strWork, strNew);
+  const struct timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(nTime), 0}};
+  if (::futimens(fileNew.m_hFile, times) != 0) {
+    CFileException::ThrowOsError(errno, strNew);
+  }
+  work.Commit();
 }

@@ -1,10 +1,13 @@
 // DeleteRows takes rows out of the table file: the bytes before the first
 // deleted row and the bytes behind each deleted stretch of rows are copied,
-// in order, to a new file beside the table, which then takes the table's
-// name in one step (SwapInFile). So a process that dies on the way leaves
-// the old table or the new one, never a file in mid-move. The row offsets
+// in order, to a work file, which then takes the table file's place in one
+// step (work_file.h: the file keeps its mode, owner and links that lead to
+// it). So a process that dies on the way leaves the old table or the new
+// one, never a file in mid-move. In a folder that takes no new file, the
+// rows are moved down in place and the file cut instead. The row offsets
 // come from the sidecar's row table, all of them read before the first byte
 // is copied; the sidecar then no longer fits the file and is given up.
+#include <cerrno>
 #include <cstdlib>
 #include <vector>
 
@@ -12,13 +15,13 @@
 #include "index/column_index.h"
 #include "query/set_std.h"
 #include "table/cat_std.h"
+#include "table/work_file.h"
 #include "table/written_form.h"
 
 namespace {
 
 constexpr UINT OPEN_UPDATE = CFile::modeReadWrite | CFile::shareExclusive;
 constexpr UINT OPEN_READ = CFile::modeRead | CFile::shareDenyWrite;
-constexpr UINT CREATE_WORK = CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive;
 
 // One move: the kept bytes between two deleted stretches.
 struct CKeptBlock {
@@ -96,13 +99,8 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
   }
 
   // The file, held exclusively while its rows are copied; the new file is
-  // written beside it.
+  // written as a work file (work_file.h) that then takes the file's place.
   const CString strPath = m_strDir + m_strName;
-  const CString strWork = MakeSiblingPath(*this, "TMP");
-  const CString strSpare = MakeSiblingPath(*this, "~TM");
-  if (strWork == strPath || strSpare == strPath) {
-    return FALSE;  // a table named like its own temporary file
-  }
   m_fileData.Abort();
   CFileException error;
   if (!m_fileData.Open(strPath, OPEN_UPDATE, &error)) {
@@ -112,31 +110,51 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
     return FALSE;
   }
 
+  CFile fileOut;
+  CWorkFile work(fileOut);
+  const BOOL bSwap = work.Create(strPath, &error);
+  if (!bSwap && error.m_lOsError != EACCES && error.m_lOsError != EROFS) {
+    Close();
+    Open(nullptr);
+    throw CFileException(error.m_cause, error.m_lOsError, error.m_strFileName);
+  }
+  const WORD nBufSize = static_cast<WORD>(LINE_BUFFER_SIZE);
   try {
-    CFile fileOut;
-    if (!fileOut.Open(strWork, CREATE_WORK, &error)) {
-      throw CFileException(error.m_cause, error.m_lOsError, strWork);
-    }
-    try {
-      const WORD nBufSize = static_cast<WORD>(LINE_BUFFER_SIZE);
-      const DWORD nFileLength = static_cast<DWORD>(m_fileData.GetLength());
+    const DWORD nFileLength = static_cast<DWORD>(m_fileData.GetLength());
+    if (bSwap) {
       CopyFileRange(&fileOut, &m_fileData, s_pBuffer, nBufSize, 0, nFirst);
       for (const CKeptBlock& block : arBlocks) {
         const DWORD nLength = block.bToEnd ? nFileLength - block.nSrc : block.nLength;
         CopyFileRange(&fileOut, &m_fileData, s_pBuffer, nBufSize, static_cast<LONG>(block.nSrc),
                       static_cast<LONG>(block.nSrc + nLength));
       }
-      fileOut.Close();
-    } catch (...) {
-      fileOut.Abort();
-      RemoveQuietly(strWork);
-      throw;
     }
-    m_fileData.Close();
-    SwapInFile(strPath, strWork, strSpare);
-    CFile::Remove(strSpare);
+    // The sidecar goes before the new rows stand under the table's name: a
+    // crash from here on leaves no sidecar beside them.
+    if (!DropSideForRewrite(*this)) {
+      Close();
+      Open(nullptr);
+      return FALSE;
+    }
+    if (bSwap) {
+      m_fileData.Close();
+      work.Commit();
+    } else {
+      // A folder that takes no new file: the rows move down in the file
+      // itself, which is then cut, as the file's own name and links stay.
+      // A crash in the middle of this leaves the file in mid-move.
+      DWORD nDest = static_cast<DWORD>(nFirst);
+      for (const CKeptBlock& block : arBlocks) {
+        const DWORD nLength = block.bToEnd ? nFileLength - block.nSrc : block.nLength;
+        MoveFileBlock(&m_fileData, s_pBuffer, nBufSize, nDest, block.nSrc, nLength);
+        nDest += nLength;
+      }
+      m_fileData.SetLength(nDest);
+      m_fileData.Close();
+    }
   } catch (...) {
     // Old file or new, nothing that describes the table may stay.
+    work.Discard();
     Close();
     try {
       DropSide();
@@ -148,7 +166,6 @@ BOOL CCatStd::DeleteRows(CDWordArray& arRows) {
   }
 
   Close();
-  DropSide();
   ForgetStamp(*this);
   Open(nullptr);
 

@@ -1,9 +1,5 @@
 #include "table/written_form.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -149,111 +145,6 @@ BOOL IsScrambledPath(const CString& strPath) {
   CString strExt = strName.Mid(strName.ReverseFind('.') + 1);
   strExt.MakeUpper();
   return strExt == "SDC" ? TRUE : FALSE;
-}
-
-// ---------------------------------------------------------------------------
-// Swapping
-
-namespace {
-
-// Opens pszPath (a directory when bDir) and commits it to the disk. Returns
-// the errno of the first failure, 0 when done; file systems and descriptors
-// that have nothing to commit count as done.
-int SyncPath(const char* pszPath, bool bDir) {
-  int nFlags = O_RDONLY | O_CLOEXEC;
-  if (bDir) {
-    nFlags |= O_DIRECTORY;
-  }
-  int hFile = -1;
-  do {
-    hFile = ::open(pszPath, nFlags);
-  } while (hFile < 0 && errno == EINTR);
-  if (hFile < 0) {
-    return errno;
-  }
-  int nErrno = 0;
-  if (::fsync(hFile) != 0 && errno != EINVAL && errno != EROFS) {
-    nErrno = errno;
-  }
-  ::close(hFile);
-  return nErrno;
-}
-
-// The new file's bytes reach the disk before it takes a name that a table
-// had: otherwise a power loss after the rename could leave the name on a
-// file whose blocks were never written.
-void SyncNewFile(const CString& strNew) {
-  const int nErrno = SyncPath(strNew, false);
-  if (nErrno != 0) {
-    CFileException::ThrowOsError(nErrno, strNew);
-  }
-}
-
-// Commits the directory entry that a rename changed, so that the name goes
-// with the new file after a power loss too. Best effort: the swap has been
-// made when this runs, and a directory that cannot be committed (some
-// network and user-space file systems) leaves it as durable as the system
-// makes renames anyway.
-void SyncDirectoryOf(const CString& strPath) {
-  const int nSep = strPath.ReverseFind(PATH_SEP);
-  const CString strDir = nSep < 0 ? CString(".") : nSep == 0 ? CString("/") : strPath.Left(nSep);
-  (void)SyncPath(strDir, true);
-}
-
-}  // namespace
-
-void SwapInFile(const CString& strPath, const CString& strNew, const CString& strSpare) {
-  SyncNewFile(strNew);
-  if (::link(strPath, strSpare) != 0) {
-    const int nErrno = errno;
-    if (nErrno != EPERM && nErrno != EOPNOTSUPP && nErrno != ENOSYS && nErrno != EMLINK) {
-      CFileException::ThrowOsError(nErrno, strPath);
-    }
-    // No hard links here: the old file has to leave its name first.
-    CFile::Rename(strPath, strSpare);
-    try {
-      CFile::Rename(strNew, strPath);
-    } catch (...) {
-      try {
-        CFile::Rename(strSpare, strPath);
-      } catch (const CException&) {
-        // The old file stays under strSpare; the first failure is the one told.
-      }
-      throw;
-    }
-    SyncDirectoryOf(strPath);
-    return;
-  }
-  if (::rename(strNew, strPath) != 0) {
-    const int nErrno = errno;
-    ::unlink(strSpare);
-    CFileException::ThrowOsError(nErrno, strNew);
-  }
-  SyncDirectoryOf(strPath);
-}
-
-void ReplaceFile(const CString& strNew, const CString& strPath) {
-  CFileStatus status;
-  if (CFile::GetStatus(strPath, status) &&
-      (status.m_attribute & (CFile::readOnly | CFile::directory)) != 0) {
-    CFile::Remove(strPath);  // raises as it refuses
-  }
-  SyncNewFile(strNew);
-  if (::rename(strNew, strPath) != 0) {
-    CFileException::ThrowOsError(errno, strNew);
-  }
-  SyncDirectoryOf(strPath);
-}
-
-void RemoveQuietly(const CString& strPath) {
-  if (strPath.IsEmpty() || !FileExists(strPath)) {
-    return;
-  }
-  try {
-    CFile::Remove(strPath);
-  } catch (const CException&) {
-    // Clean-up only: the failure that brought us here is the one reported.
-  }
 }
 
 // ---------------------------------------------------------------------------

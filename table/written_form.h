@@ -105,30 +105,6 @@ LORN_INTERNAL CString MakeSiblingPath(const CCatStd& table, const char* pszExt);
 // dot).
 LORN_INTERNAL BOOL IsScrambledPath(const CString& strPath);
 
-// --- Swapping a file in ---
-
-// Puts the file strNew in the place of strPath without a moment in which
-// strPath is missing, so that a process that dies on the way leaves the old
-// file or the new one under strPath, never neither: the old file gets
-// strSpare as a second name (a hard link), then strNew takes the name
-// strPath in one step, replacing the old one. If that fails, the spare name
-// goes again and the exception passes on. The old file is left under
-// strSpare for the caller to remove. On a file system without hard links
-// the old file is renamed to strSpare first, with a moment between the two
-// renames. The new file is committed to the disk before it takes the name,
-// and the directory after, so that a power loss too leaves the old table or
-// the new one. REQUIRES: no file strSpare (it raises before anything moved).
-LORN_INTERNAL void SwapInFile(const CString& strPath, const CString& strNew,
-                              const CString& strSpare);
-// Gives the file strNew the name strPath in one step, replacing a file of
-// that name if there is one; a read-only file or a directory strPath is
-// refused as CFile::Remove refuses it. Committed to the disk as SwapInFile
-// commits. Raises CFileException.
-LORN_INTERNAL void ReplaceFile(const CString& strNew, const CString& strPath);
-// Removes a file if it exists; errors are dropped. For clean-up on the way
-// out of a failed operation.
-LORN_INTERNAL void RemoveQuietly(const CString& strPath);
-
 // --- The table after a rewrite of its file ---
 
 // Sets m_tStamp apart from the stamp of the table file as it now stands, so
