@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "platform/cfile.h"
 #include "platform/exceptions.h"
@@ -26,8 +29,57 @@ std::string DirectoryOf(const std::string& strPath) {
   return nSlash == 0 ? "/" : strPath.substr(0, nSlash);
 }
 
+// How long commands wait for a lock, and the pause between two tries.
+double g_dLockWait = DEFAULT_LOCK_WAIT;
+constexpr std::chrono::milliseconds LOCK_PAUSE(50);
+
+// Counts down the time that a command may wait for locks.
+class CLockWait {
+ public:
+  CLockWait()
+      : m_end(std::chrono::steady_clock::now() +
+              std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                  std::chrono::duration<double>(g_dLockWait))) {}
+  // Sleeps a short while; false, at once, when the time is up.
+  bool Pause() const {
+    const auto now = std::chrono::steady_clock::now();
+    if (now >= m_end) {
+      return false;
+    }
+    std::this_thread::sleep_for(
+        std::min<std::chrono::steady_clock::duration>(LOCK_PAUSE, m_end - now));
+    return true;
+  }
+
+ private:
+  std::chrono::steady_clock::time_point m_end;
+};
+
+std::string GaveUp(const std::string& strWhy) {
+  if (g_dLockWait <= 0) {
+    return strWhy + " (--wait SECONDS waits for it)";
+  }
+  return Format("%s, still after %g seconds (--wait)", strWhy.c_str(), g_dLockWait);
+}
+
+// Opens the table afresh under strPath, as a new table: one that failed to
+// open has no stamp of its file to compare with, and would otherwise take
+// its file for changed and drop the sidecar that another process just wrote.
+void ReopenAsNew(CCatStd& table, const std::string& strPath) {
+  table.Close();
+  table.m_strName.Empty();
+  table.Open(strPath.c_str());
+}
+
+std::string LockedText(const std::string& strPath, const std::string& strSide) {
+  return Format("%s: its sidecar %s is locked by another process (being indexed?)", strPath.c_str(),
+                strSide.c_str());
+}
+
 // Why the sidecar cannot be written, or empty when nothing is found.
-std::string WhySidecarNotWritable(const std::string& strPath) {
+// *pbLocked tells whether the cause is another process's lock.
+std::string WhySidecarNotWritable(const std::string& strPath, bool* pbLocked) {
+  *pbLocked = false;
   std::string strSide = SidecarPathOf(strPath);
   struct stat st {};
   if (stat(strSide.c_str(), &st) == 0) {
@@ -39,8 +91,8 @@ std::string WhySidecarNotWritable(const std::string& strPath) {
     CFileException error;
     if (!file.Open(strSide.c_str(), CFile::modeReadWrite | CFile::shareExclusive, &error)) {
       if (error.m_cause == CFileException::sharingViolation) {
-        return Format("%s: its sidecar %s is locked by another process (being indexed?)",
-                      strPath.c_str(), strSide.c_str());
+        *pbLocked = true;
+        return LockedText(strPath, strSide);
       }
       return Format("%s: cannot write its sidecar %s: %s", strPath.c_str(), strSide.c_str(),
                     FileErrorText(error).c_str());
@@ -55,9 +107,11 @@ std::string WhySidecarNotWritable(const std::string& strPath) {
   return "";
 }
 
-}  // namespace
-
-std::string WhyNotOpen(const std::string& strPath) {
+// Why the table cannot be opened; *pbLocked tells whether the cause is
+// another process's lock, *pbFound whether any cause was found.
+std::string WhyNotOpen(const std::string& strPath, bool* pbLocked, bool* pbFound) {
+  *pbLocked = false;
+  *pbFound = true;
   struct stat st {};
   if (stat(strPath.c_str(), &st) != 0) {
     return Format("%s: %s", strPath.c_str(), std::strerror(errno));
@@ -69,6 +123,7 @@ std::string WhyNotOpen(const std::string& strPath) {
     CFile file;
     CFileException error;
     if (!file.Open(strPath.c_str(), CFile::modeRead | CFile::shareDenyWrite, &error)) {
+      *pbLocked = error.m_cause == CFileException::sharingViolation;
       return Format("%s: %s", strPath.c_str(), FileErrorText(error).c_str());
     }
   }
@@ -82,8 +137,8 @@ std::string WhyNotOpen(const std::string& strPath) {
     CFileException error;
     if (!file.Open(strSide.c_str(), CFile::modeRead | CFile::shareDenyWrite, &error)) {
       if (error.m_cause == CFileException::sharingViolation) {
-        return Format("%s: its sidecar %s is locked by another process (being indexed?)",
-                      strPath.c_str(), strSide.c_str());
+        *pbLocked = true;
+        return LockedText(strPath, strSide);
       }
       return Format("%s: cannot read its sidecar %s: %s", strPath.c_str(), strSide.c_str(),
                     FileErrorText(error).c_str());
@@ -95,35 +150,106 @@ std::string WhyNotOpen(const std::string& strPath) {
           strPath.c_str(), strSide.c_str());
     }
   }
+  *pbFound = false;
   return Format("%s: cannot open the table", strPath.c_str());
 }
 
+// Why indexing the table fails, found with the table closed. *pbLocked as
+// above; empty when nothing is found.
+std::string WhyNotIndexed(const std::string& strPath, bool* pbLocked) {
+  std::string strWhy = WhySidecarNotWritable(strPath, pbLocked);
+  if (strWhy.empty()) {
+    CCatStd probe(strPath.c_str());
+    if (!probe.IsOpen()) {
+      bool bFound = false;
+      strWhy = WhyNotOpen(strPath, pbLocked, &bFound);
+    }
+  }
+  return strWhy;
+}
+
+// What is left to say when indexing failed and no cause can be seen: a
+// working file that could not be made, or another process that changed the
+// table meanwhile.
+std::string UnseenIndexFailure(const std::string& strPath, bool bSawLock) {
+  if (bSawLock) {
+    return GaveUp(
+        Format("%s: the table or its sidecar is locked by another process", strPath.c_str()));
+  }
+  const char* pszTemp = std::getenv("TMPDIR");
+  const std::string strTemp = pszTemp != nullptr && *pszTemp ? pszTemp : "/tmp";
+  if (access(strTemp.c_str(), W_OK) != 0) {
+    return Format("%s: indexing failed: a working file could not be made in %s: %s",
+                  strPath.c_str(), strTemp.c_str(), std::strerror(errno));
+  }
+  return Format("%s: indexing failed: another process changed the table or its sidecar meanwhile",
+                strPath.c_str());
+}
+
+}  // namespace
+
+void SetLockWait(double dSeconds) {
+  g_dLockWait = dSeconds;
+}
+
+std::string WhyNotOpen(const std::string& strPath) {
+  bool bLocked = false;
+  bool bFound = false;
+  return WhyNotOpen(strPath, &bLocked, &bFound);
+}
+
 void RequireOpen(CCatStd& table, const std::string& strPath) {
-  if (!table.IsOpen()) {
-    throw CCliError(WhyNotOpen(strPath));
+  const CLockWait wait;
+  bool bTriedAgain = false;
+  while (!table.IsOpen()) {
+    bool bLocked = false;
+    bool bFound = false;
+    const std::string strWhy = WhyNotOpen(strPath, &bLocked, &bFound);
+    // A lock that went before it could be seen is tried again once.
+    if (!bLocked && (bFound || bTriedAgain)) {
+      throw CCliError(strWhy);
+    }
+    if (bLocked && !wait.Pause()) {
+      throw CCliError(GaveUp(strWhy));
+    }
+    bTriedAgain = !bLocked;
+    ReopenAsNew(table, strPath);
   }
 }
 
 void ThrowIndexFailure(CCatStd& table, const std::string& strPath) {
   table.Close();
-  std::string strWhy = WhySidecarNotWritable(strPath);
-  if (strWhy.empty()) {
-    CCatStd probe(strPath.c_str());
-    if (!probe.IsOpen()) {
-      strWhy = WhyNotOpen(strPath);
-    }
-  }
-  if (strWhy.empty()) {
-    const char* pszTemp = std::getenv("TMPDIR");
-    strWhy = Format("%s: indexing failed: a working file could not be made in %s", strPath.c_str(),
-                    pszTemp != nullptr && *pszTemp ? pszTemp : "/tmp");
-  }
-  throw CCliError(strWhy);
+  bool bLocked = false;
+  std::string strWhy = WhyNotIndexed(strPath, &bLocked);
+  throw CCliError(strWhy.empty() ? UnseenIndexFailure(strPath, false) : strWhy);
 }
 
 void RequireIndexed(CCatStd& table, const std::string& strPath) {
-  if (!table.IndexTable() || !table.IsIndexed()) {
-    ThrowIndexFailure(table, strPath);
+  const CLockWait wait;
+  bool bSawLock = false;
+  while (!table.IndexTable() || !table.IsIndexed()) {
+    // The indexes wanted are not in the file; they are wanted again after
+    // the table is opened anew.
+    CByteArray arFlags;
+    arFlags.Copy(table.m_arColFlags);
+    table.Close();
+    bool bLocked = false;
+    const std::string strWhy = WhyNotIndexed(strPath, &bLocked);
+    if (!strWhy.empty() && !bLocked) {
+      throw CCliError(strWhy);
+    }
+    bSawLock = bSawLock || bLocked;
+    if (!wait.Pause()) {
+      throw CCliError(strWhy.empty() ? UnseenIndexFailure(strPath, bSawLock) : GaveUp(strWhy));
+    }
+    ReopenAsNew(table, strPath);
+    RequireOpen(table, strPath);
+    for (INT_PTR nCol = 0; nCol < arFlags.GetSize() && nCol < table.GetColCount(); ++nCol) {
+      if ((arFlags[nCol] & COL_FLAG_INDEXED) != 0) {
+        const BYTE nNow = nCol < table.m_arColFlags.GetSize() ? table.m_arColFlags[nCol] : 0;
+        table.SetColFlags(static_cast<WORD>(nCol), static_cast<BYTE>(nNow | arFlags[nCol]));
+      }
+    }
   }
 }
 
