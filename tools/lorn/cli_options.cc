@@ -228,10 +228,23 @@ CArgList::CArgList(const std::string& strCommand, const std::vector<std::string>
     } else if (flags.count(strArg) != 0) {
       m_flags.insert(strArg);
     } else if (IsGlobalOption(strName)) {
+      // The hint shows the option as it was given, with its value.
+      std::string strGiven = strArg;
+      bool bValued = false;
+      for (const CValuedOption& option : kValuedOptions) {
+        bValued = bValued || strName == option.pszName;
+      }
+      if (bValued && nEqual == std::string::npos && i + 1 < args.size()) {
+        const std::string& strValue = args[i + 1];
+        bool bPlain =
+            !strValue.empty() && strValue.find_first_not_of(
+                                     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                     "0123456789_./-") == std::string::npos;
+        strGiven += bPlain ? " " + strValue : " '" + strValue + "'";
+      }
       throw CCliError(
-          Format("%s: %s is a common option: give it before the command (lorn %s "
-                 "%s ...)",
-                 strCommand.c_str(), strName.c_str(), strName.c_str(), strCommand.c_str()));
+          Format("%s: %s is a common option: give it before the command (lorn %s %s ...)",
+                 strCommand.c_str(), strName.c_str(), strGiven.c_str(), strCommand.c_str()));
     } else {
       throw CCliError(Format("%s: unknown option %s (see lorn %s --help)", strCommand.c_str(),
                              strName.c_str(), strCommand.c_str()));

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/csv_format.h"
@@ -82,9 +83,24 @@ void COutput::BeginRows(const CStringArray& arNames, bool bRowNumbers) {
   m_arKeys.clear();
   std::string strHeader = bRowNumbers ? "#" : "";
   const char cSep = m_bCsv ? ',' : '\t';
+  // A JSON object holds a key once: a name met again (a column chosen twice,
+  // or named "#" beside the row numbers) takes the first free of NAME_2,
+  // NAME_3, ...
+  std::set<std::string> used;
+  if (bRowNumbers) {
+    used.insert("#");
+  }
   for (INT_PTR i = 0; i < arNames.GetSize(); ++i) {
     std::string strName = Text(arNames.GetAt(i));
-    m_arKeys.push_back(JsonString(strName));
+    // A UTF-8 byte order mark before a table's header is no part of a key.
+    const char* pszName = arNames.GetAt(i).GetString();
+    const std::string strBase =
+        std::strncmp(pszName, "\xEF\xBB\xBF", 3) == 0 ? Text(pszName + 3) : strName;
+    std::string strKey = strBase;
+    for (int nTwin = 2; !used.insert(strKey).second; ++nTwin) {
+      strKey = strBase + "_" + std::to_string(nTwin);
+    }
+    m_arKeys.push_back(JsonString(strKey));
     if (i > 0 || bRowNumbers) {
       strHeader += cSep;
     }

@@ -37,7 +37,8 @@ class COutput {
   void Line(const std::string& strLine);
 
   // Rows. BeginRows takes the column names (table text): TSV prints them as
-  // the header line ("#" first with row numbers), JSON keeps them as keys.
+  // the header line ("#" first with row numbers), JSON keeps them as keys,
+  // a repeated name suffixed _2, _3, ... so that no object repeats a key.
   void BeginRows(const CStringArray& arNames, bool bRowNumbers);
   void Row(DWORD nRow, const CStringArray& arCells);
   // One value a line (TSV), one CSV field a line or one JSON string a line.

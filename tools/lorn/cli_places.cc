@@ -236,3 +236,25 @@ void RemoveStdinCopy() {
   }
   rmdir(strDir.c_str());
 }
+
+std::string NameStdinCopy(const std::string& strText) {
+  if (g_strStdinDir.empty()) {
+    return strText;
+  }
+  const std::string strCopy = g_strStdinDir + "/stdin.txt";
+  std::string strOut = strText;
+  for (size_t nAt = strOut.find(strCopy); nAt != std::string::npos;
+       nAt = strOut.find(strCopy, nAt)) {
+    strOut.replace(nAt, strCopy.size(), "standard input");
+  }
+  return strOut;
+}
+
+void RequireTableFile(const std::string& strArg, const char* pszCommand) {
+  if (strArg == "-") {
+    throw CCliError(
+        Format("%s: \"-\" reads the table from standard input, into a copy that lasts one run "
+               "(for info, index, query, rows and values): give the table's file",
+               pszCommand));
+  }
+}

@@ -40,6 +40,11 @@
 // found is handed back as it is, so that the usual error names it.
 std::string PlaceTable(const std::string& strArg, const CGlobalOptions& options);
 
+// Throws CCliError for "-" as the table of a command that keeps or rewrites
+// a file (drop, sidecar, the rewriting commands): the copy of standard
+// input lasts one run.
+void RequireTableFile(const std::string& strArg, const char* pszCommand);
+
 // Whether the table's folder is a system folder as above.
 bool IsSystemFolder(const std::string& strTable);
 
@@ -50,5 +55,9 @@ std::string SidecarCacheDir();
 // Removes the copy of standard input and its folder, if one was made.
 // Registered with atexit by PlaceTable; main calls it on its quick exits.
 void RemoveStdinCopy();
+
+// strText with the path of the copy of standard input, which is gone when
+// the user reads it, told as "standard input".
+std::string NameStdinCopy(const std::string& strText);
 
 #endif  // LORN_TOOLS_LORN_CLI_PLACES_H_

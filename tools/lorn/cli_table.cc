@@ -291,7 +291,24 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
   }
   short nCol = table.FindCol(ToTableText(pCodec, strName).c_str());
   if (nCol >= 0) {
+    // A name that two columns hold would pick one without a word.
+    CString strFound;
+    table.GetColName(static_cast<WORD>(nCol), strFound);
+    for (short i = 0; i < nCount; ++i) {
+      CString strOther;
+      table.GetColName(static_cast<WORD>(i), strOther);
+      if (i != nCol && strOther.CompareNoCase(strFound) == 0) {
+        throw CCliError(Format("%s: \"%s\" names two columns, #%d and #%d; give #N",
+                               strPath.c_str(), strName.c_str(), std::min(i, nCol),
+                               std::max(i, nCol)));
+      }
+    }
     return static_cast<WORD>(nCol);
+  }
+  // A UTF-8 byte order mark before the header belongs to the first name, and
+  // cannot be seen: "name" finds it.
+  if (table.FindCol(("\xEF\xBB\xBF" + ToTableText(pCodec, strName)).c_str()) == 0) {
+    return 0;
   }
   std::string strList;
   for (short i = 0; i < nCount; ++i) {
@@ -300,8 +317,24 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
     strList += i > 0 ? ", " : "";
     strList += pCodec != nullptr ? pCodec->ToUtf8(strColumn.GetString()) : strColumn.GetString();
   }
-  throw CCliError(Format("%s: unknown column \"%s\"; the columns are %s", strPath.c_str(),
-                         strName.c_str(), strList.c_str()));
+  // One column whose name holds another separator: the table was read with
+  // the wrong one.
+  std::string strHint;
+  CString strOnly;
+  table.GetColName(0, strOnly);
+  for (char cOther : {'\t', ',', ';', '|'}) {
+    if (nCount == 1 && cOther != table.m_cColSep && std::strchr(strOnly.GetString(), cOther)) {
+      strHint = cOther == '\t' ? " (one column whose name holds a TAB: read the table without "
+                                 "--sep, TAB is the default)"
+                               : Format(
+                                     " (one column whose name holds \"%c\": give --sep '%c' "
+                                     "before the command)",
+                                     cOther, cOther);
+      break;
+    }
+  }
+  throw CCliError(Format("%s: unknown column \"%s\"; the columns are %s%s", strPath.c_str(),
+                         strName.c_str(), strList.c_str(), strHint.c_str()));
 }
 
 std::string Trim(const std::string& strText) {

@@ -9,6 +9,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
 
 namespace {
@@ -36,6 +37,7 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   const std::string& strPath = list.Positional()[0];
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {

@@ -9,6 +9,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 
 namespace {
 
@@ -40,6 +41,7 @@ int RunDelete(CCliContext& /*context*/, const std::vector<std::string>& args) {
 
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   RequirePlain(table.IsScrambled() != FALSE, strPath, "delete");
   RequireIndexed(table, strPath);
   DWORD nRowCount = table.GetRowCount();

@@ -29,6 +29,7 @@ const char kUsage[] =
 int RunDrop(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("drop", args, {}, {});
   list.RequireCount(1, 1, "lorn drop TABLE");
+  RequireTableFile(list.Positional()[0], "drop");
   // Where the reading commands keep the table's sidecar.
   const std::string strPath = PlaceTable(list.Positional()[0], context.options);
   std::string strSide = SidecarPathOf(strPath);

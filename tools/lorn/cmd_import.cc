@@ -25,7 +25,7 @@ const char kUsage[] =
     "record a row; cells are joined by the table's separator (TAB, or --sep\n"
     "given before the command) and lines end in CR LF. The table gets no\n"
     "sidecar: the first command that needs one makes it. FILE \"-\" is standard\n"
-    "input.\n"
+    "input, TABLE \"-\" standard output.\n"
     "\n"
     "A table cell has no quoting, so a field is refused, with FILE:LINE:COLUMN,\n"
     "when it holds the table's separator, a CR, an LF or a NUL, or is longer\n"
@@ -50,7 +50,9 @@ const char kUsage[] =
     "  lorn import people.csv people.txt --to 1252\n"
     "\n"
     "Options:\n"
-    "  --delimiter C   the file's delimiter, one character or \\t [default: ,]\n"
+    "  --delimiter C   the file's delimiter, one character or \\t [default: ,;\n"
+    "                  a header of one field that holds \";\", TAB or \"|\" is\n"
+    "                  refused without it]\n"
     "  --encoding ENC  the file's text: utf8, a Windows code page (1252, 1250,\n"
     "                  932, ...) or a name that iconv knows [default: bytes as\n"
     "                  given, or UTF-8 when --to is given]; a UTF-8 byte order\n"
@@ -110,6 +112,14 @@ std::string CharName(char c) {
     default:
       return Format("\"%c\"", c);
   }
+}
+
+// What to do about a field that holds the table's separator: choose another.
+std::string SeparatorHint(const CGrammar& grammar) {
+  return Format(
+      " (its separator; another one is given before the command: lorn --sep '%c' "
+      "import ...)",
+      grammar.cSep == ';' ? '|' : ';');
 }
 
 // Why the cell grammar would read the field as something else than one
@@ -267,7 +277,8 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
     }
     cDelimiter = OptionChar(*pDelimiter, ',');
   }
-  if (!list.Has("--force") && access(strTable.c_str(), F_OK) == 0) {
+  const bool bToStdout = strTable == "-";
+  if (!bToStdout && !list.Has("--force") && access(strTable.c_str(), F_OK) == 0) {
     throw CCliError(Format("import: %s exists; give --force to replace it", strTable.c_str()));
   }
   const CGrammar grammar = GrammarOf(context.options);
@@ -297,6 +308,17 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
   while (NextRecord(reader, fields, strFile)) {
     if (bHeader) {
       nColumns = fields.size();
+      // A file of another delimiter reads as one column: say so unless the
+      // delimiter was chosen.
+      size_t nOther = fields[0].strText.find_first_of(";\t|");
+      if (nColumns == 1 && pDelimiter == nullptr && nOther != std::string::npos) {
+        std::string strOther =
+            fields[0].strText[nOther] == '\t' ? "\\t" : std::string(1, fields[0].strText[nOther]);
+        throw CCliError(
+            Format("%s:1: the header is one field that holds %s: give its delimiter, --delimiter "
+                   "'%s' (or --delimiter , for one column)",
+                   strFile.c_str(), CharName(fields[0].strText[nOther]).c_str(), strOther.c_str()));
+      }
     } else if (fields.size() != nColumns) {
       throw CCliError(Format("%s:%zu: %zu fields where the header has %zu", strFile.c_str(),
                              fields[0].place.nLine, fields.size(), nColumns));
@@ -307,19 +329,21 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
           Format("%s:%zu:%zu: ", strFile.c_str(), field.place.nLine, field.place.nColumn);
       if (pConverter != nullptr) {
         if (!pConverter->Convert(field.strText, strCell)) {
-          throw CCliError(strWhere + Format("the field is not %s text or has a character that "
-                                            "%s cannot hold",
-                                            pFrom != nullptr ? pFrom->c_str() : "UTF-8",
-                                            pTo->c_str()));
+          throw CCliError(
+              strWhere + Format("the field is not %s text%s or has a character that %s cannot hold",
+                                pFrom != nullptr ? pFrom->c_str() : "UTF-8",
+                                pFrom != nullptr ? "" : " (--encoding names the file's own)",
+                                pTo->c_str()));
         }
       } else {
         strCell = field.strText;
       }
       for (char c : {grammar.cSep, '\r', '\n', '\0'}) {
         if (strCell.find(c) != std::string::npos) {
-          throw CCliError(strWhere + Format("the field holds %s, which a table cell cannot hold%s",
-                                            CharName(c).c_str(),
-                                            c == grammar.cSep ? " (its separator)" : ""));
+          throw CCliError(strWhere +
+                          Format("the field holds %s, which a table cell cannot hold%s",
+                                 CharName(c).c_str(),
+                                 c == grammar.cSep ? SeparatorHint(grammar).c_str() : ""));
         }
       }
       if (strCell.size() > 32767) {
@@ -337,6 +361,10 @@ int RunImport(CCliContext& context, const std::vector<std::string>& args) {
     }
     strOut += "\r\n";
     bHeader = false;
+  }
+  if (bToStdout) {
+    context.out.Write(strOut);
+    return EXIT_OK;
   }
   WriteTable(strTable, strOut);
   // A sidecar left by an older table of that name is stale: it goes now

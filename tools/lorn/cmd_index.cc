@@ -8,6 +8,7 @@
 #include "tools/lorn/cli_places.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ int RunIndex(CCliContext& context, const std::vector<std::string>& args) {
   std::string strOpen = PlaceTable(strPath, context.options);
   CCatStd table(strOpen.c_str());
   RequireOpen(table, strOpen);
+  RequireNoQuotedFields(strOpen, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   std::vector<WORD> cols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {

@@ -1,6 +1,9 @@
 // lorn info: what lorn knows of a table, without changing it.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +15,7 @@
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/cli_text.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
 
 namespace {
@@ -23,6 +27,7 @@ const char kUsage[] =
     "column: number, name, type (Long, Real, Str, or - when not yet examined),\n"
     "key size, flags and whether its index is built (or only wanted).\n"
     "\"info\" neither analyses nor indexes: run \"lorn index TABLE\" for that.\n"
+    "Like every command that opens a table, it drops a stale sidecar.\n"
     "\n"
     "Usage:\n"
     "  lorn [options] info TABLE\n"
@@ -57,10 +62,13 @@ bool IsScrambledName(const std::string& strPath) {
   return strExt == "SDC";
 }
 
-std::string StateText(const CSidecarState& side) {
+// bGone: the sidecar is no longer there, as opening the table drops a stale
+// one.
+std::string StateText(const CSidecarState& side, bool bGone) {
   std::string strText = SideStateName(side.nState);
   if (side.nState == ESideState::stale) {
-    strText += " (" + side.strReason + "); lorn index builds it anew";
+    strText += " (" + side.strReason + ")" + (bGone ? ", dropped now" : "") +
+               "; lorn index builds it anew";
   } else if (side.nState == ESideState::unreadable) {
     strText += " (" + side.strReason + ")";
   }
@@ -135,6 +143,12 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   if (side.nState != ESideState::locked) {
     CCatStd table(strOpen.c_str());
     RequireOpen(table, strOpen);
+    // The columns shown are those a reading command would see, and would
+    // refuse: said first, on standard error.
+    std::string strQuoted = QuotedFieldProblem(strOpen, strPath, table.m_cColSep);
+    if (!strQuoted.empty()) {
+      std::fprintf(stderr, "lorn: info: %s\n", strQuoted.c_str());
+    }
     std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
     CCodecGuard codecGuard(out, pCodec.get());
     bScrambled = table.IsScrambled() != FALSE;
@@ -195,7 +209,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
   out.Line("table    " + strPath);
   out.Line("form     " + strForm);
   out.Line("sidecar  " + side.strPath);
-  out.Line("state    " + StateText(side));
+  out.Line("state    " + StateText(side, access(side.strPath.c_str(), F_OK) != 0));
   if (!bColumns) {
     out.Line("columns  unknown while another process holds the sidecar");
     return EXIT_OK;

@@ -11,6 +11,7 @@
 #include "query/result_std.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_places.h"
+#include "tools/lorn/cli_select.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
@@ -27,7 +28,8 @@ const char kUsage[] =
     "and no precedence: A & B | C means (A and B) or C. A criterion is\n"
     "COLUMN OP VALUE: COLUMN a name (any case) or #N (number from 0); OP one of\n"
     "= < <= > >= != <>; VALUE the text up to the next \"&\" or \"|\", trimmed, or\n"
-    "quoted with '...' or \"...\". In text values \"*\" and \"?\" are patterns.\n"
+    "quoted with '...' or \"...\". In text values \"?\" stands for one character\n"
+    "and a final \"*\" for any rest: \"REF=A1*\"; a \"*\" elsewhere is itself.\n"
     "An unquoted value may not hold = < or >: \"A==1\", \"A=>1\" and \"A=1 B=2\"\n"
     "are refused. On a Long column the value must be a whole number, on a Real\n"
     "column a number; a number compared with a Str column is compared as text,\n"
@@ -126,28 +128,14 @@ DWORD PrintRows(COutput& out, const CQueryPrint& print, CQueryStd& query) {
   }
   CStringArray arNames;
   GetColumnNames(query, arNames);
-  if (!print.selectCols.empty()) {
-    CStringArray arChosen;
-    for (WORD nCol : print.selectCols) {
-      arChosen.Add(arNames.GetAt(nCol));
-    }
-    arNames.Copy(arChosen);
-  }
-  out.BeginRows(arNames, print.bRowNumbers);
+  CStringArray arHeader;
+  SelectCells(print.selectCols, arNames, arHeader);
+  out.BeginRows(arHeader, print.bRowNumbers);
   CStringArray arCells;
   CStringArray arChosen;
   for (size_t i = 0; i < rows.size() && i < print.nLimit; ++i) {
     query.ReadRow(rows[i], arCells);
-    if (print.selectCols.empty()) {
-      out.Row(rows[i], arCells);
-      continue;
-    }
-    arChosen.SetSize(static_cast<INT_PTR>(print.selectCols.size()));
-    for (size_t j = 0; j < print.selectCols.size(); ++j) {
-      WORD nCol = print.selectCols[j];
-      arChosen.SetAt(static_cast<INT_PTR>(j),
-                     nCol < arCells.GetSize() ? arCells.GetAt(nCol) : CString());
-    }
+    SelectCells(print.selectCols, arCells, arChosen);
     out.Row(rows[i], arChosen);
   }
   return static_cast<DWORD>(rows.size());
@@ -196,19 +184,6 @@ void WarnTextComparison(CCliContext& context, CCatStd& table, WORD nCol,
                context.out.Text(strName).c_str(), strWhy.c_str(), criterion.strValue.c_str());
 }
 
-DWORD ParseLimit(const std::string* pLimit) {
-  if (pLimit == nullptr) {
-    return 0xFFFFFFFF;
-  }
-  bool bDigits = !pLimit->empty() && pLimit->size() <= 9 &&
-                 pLimit->find_first_not_of("0123456789") == std::string::npos;
-  if (!bDigits) {
-    throw CCliError(Format("query: --limit wants a number of rows (0, 1, 2, ...), not \"%s\"",
-                           pLimit->c_str()));
-  }
-  return static_cast<DWORD>(std::stoul(*pLimit));
-}
-
 int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("query", args, {"--count", "--row-numbers"}, {"--columns", "--select", "--limit"});
   list.RequireCount(2, 2, kUsageLine);
@@ -221,8 +196,10 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
         "query: give --select (columns of every row) or --columns (a view with repeats "
         "removed), not both");
   }
-  CQueryPrint print = {
-      list.Has("--count"), list.Has("--row-numbers"), ParseLimit(list.Value("--limit")), {}};
+  CQueryPrint print = {list.Has("--count"),
+                       list.Has("--row-numbers"),
+                       ParseLimit(list.Value("--limit"), "query"),
+                       {}};
 
   std::string strOpen = PlaceTable(strPath, context.options);
   CQueryStd query(strOpen.c_str());
@@ -230,14 +207,7 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
   RequireNoQuotedFields(strOpen, strPath, query.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(query, context.options);
   CCodecGuard codecGuard(context.out, pCodec.get());
-  if (pSelect != nullptr) {
-    for (const std::string& strName : SplitList(*pSelect, ',')) {
-      if (strName.empty()) {
-        throw CCliError(Format("query: --select \"%s\" has an empty name", pSelect->c_str()));
-      }
-      print.selectCols.push_back(ResolveColumn(query, strPath, strName, pCodec.get()));
-    }
-  }
+  print.selectCols = ResolveSelect(query, strPath, pSelect, pCodec.get(), "query");
   std::set<WORD> warned;
   for (size_t i = 0; i < criteria.size(); ++i) {
     const CExprCriterion& criterion = criteria[i];
@@ -247,6 +217,10 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
       ThrowIndexFailure(query, strOpen);
     }
     ValidateCriterion(criterion, nType);
+    std::string strSurprise = CriterionSurprise(criterion, nType);
+    if (!strSurprise.empty()) {
+      std::fprintf(stderr, "lorn: query: %s\n", strSurprise.c_str());
+    }
     if (nType == COL_TYPE_STR && IsNumberText(criterion.strValue) && warned.insert(nCol).second) {
       WarnTextComparison(context, query, nCol, criterion);
     }

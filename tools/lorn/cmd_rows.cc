@@ -6,6 +6,7 @@
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_places.h"
+#include "tools/lorn/cli_select.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
@@ -18,16 +19,18 @@ const char kUsage[] =
     "shows them. Analyses the table when it has no sidecar.\n"
     "\n"
     "Usage:\n"
-    "  lorn [options] rows TABLE N... [--row-numbers]\n"
+    "  lorn [options] rows TABLE N... [--select A,B,...] [--row-numbers]\n"
     "  lorn rows --help\n"
     "\n"
     "Options:\n"
-    "  --row-numbers   put each row's number first, under \"#\"\n"
-    "  -h, --help      this text\n";
+    "  --select A,B,...  print these columns, in this order (a column may\n"
+    "                    repeat) [default: all columns]\n"
+    "  --row-numbers     put each row's number first, under \"#\"\n"
+    "  -h, --help        this text\n";
 
 int RunRows(CCliContext& context, const std::vector<std::string>& args) {
-  CArgList list("rows", args, {"--row-numbers"}, {});
-  list.RequireCount(2, -1, "lorn rows TABLE N...");
+  CArgList list("rows", args, {"--row-numbers"}, {"--select"});
+  list.RequireCount(2, -1, "lorn rows TABLE N... [--select A,B,...] [--row-numbers]");
   const std::string& strPath = list.Positional()[0];
   std::vector<DWORD> rows;
   for (size_t i = 1; i < list.Positional().size(); ++i) {
@@ -50,13 +53,18 @@ int RunRows(CCliContext& context, const std::vector<std::string>& args) {
   }
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CCodecGuard codecGuard(context.out, pCodec.get());
+  std::vector<WORD> cols =
+      ResolveSelect(table, strPath, list.Value("--select"), pCodec.get(), "rows");
   CStringArray arNames;
   GetColumnNames(table, arNames);
-  context.out.BeginRows(arNames, list.Has("--row-numbers"));
+  CStringArray arChosen;
+  SelectCells(cols, arNames, arChosen);
+  context.out.BeginRows(arChosen, list.Has("--row-numbers"));
   CStringArray arCells;
   for (DWORD nRow : rows) {
     table.ReadRow(nRow, arCells);
-    context.out.Row(nRow, arCells);
+    SelectCells(cols, arCells, arChosen);
+    context.out.Row(nRow, arChosen);
   }
   context.out.Flush();
   return EXIT_OK;

@@ -165,6 +165,7 @@ int RunSidecar(CCliContext& context, const std::vector<std::string>& args) {
   if (context.options.bJson) {
     throw CCliError("sidecar: --json is not supported; the dump is text");
   }
+  RequireTableFile(list.Positional()[0], "sidecar");
   // Where the reading commands keep the table's sidecar.
   const std::string strPath = PlaceTable(list.Positional()[0], context.options);
   CSidecarState state;

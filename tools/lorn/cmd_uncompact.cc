@@ -11,6 +11,7 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
 
 namespace {
@@ -51,6 +52,7 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   }
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;
   for (size_t i = 1; i < list.Positional().size(); ++i) {

@@ -6,6 +6,7 @@
 #include "frame/lorn_defs.h"
 #include "table/cat_std.h"
 #include "tools/lorn/cli_places.h"
+#include "tools/lorn/cli_select.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
@@ -20,18 +21,20 @@ const char kUsage[] =
     "listed. Builds the column's index when it has none.\n"
     "\n"
     "Usage:\n"
-    "  lorn [options] values TABLE COLUMN\n"
+    "  lorn [options] values TABLE COLUMN [--limit N]\n"
     "  lorn values --help\n"
     "\n"
     "Arguments:\n"
     "  COLUMN       a column name (any case) or #N, the column's number from 0\n"
     "\n"
     "Options:\n"
+    "  --limit N    print at most N values\n"
     "  -h, --help   this text\n";
 
 int RunValues(CCliContext& context, const std::vector<std::string>& args) {
-  CArgList list("values", args, {}, {});
-  list.RequireCount(2, 2, "lorn values TABLE COLUMN");
+  CArgList list("values", args, {}, {"--limit"});
+  list.RequireCount(2, 2, "lorn values TABLE COLUMN [--limit N]");
+  DWORD nLimit = ParseLimit(list.Value("--limit"), "values");
   const std::string& strPath = list.Positional()[0];
   std::string strOpen = PlaceTable(strPath, context.options);
   CCatStd table(strOpen.c_str());
@@ -43,9 +46,11 @@ int RunValues(CCliContext& context, const std::vector<std::string>& args) {
   table.SetColFlags(nCol, COL_FLAG_INDEXED);
   RequireIndexed(table, strOpen);
   CString strValue;
-  for (BOOL bMore = table.NextColValue(nCol, strValue, TRUE); bMore;
+  DWORD nShown = 0;
+  for (BOOL bMore = table.NextColValue(nCol, strValue, TRUE); bMore && nShown < nLimit;
        bMore = table.NextColValue(nCol, strValue, FALSE)) {
     context.out.Value(strValue);
+    ++nShown;
   }
   context.out.Flush();
   return EXIT_OK;

@@ -66,6 +66,7 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
             "name\tcity\tnote\r\nSmith, John\tZ\xC3\xBCrich\tsaid \"hi\"\r\n"
             "Anna\tK\xC3\xB6ln\t(1..5) as text\r\n");
   ExpectError({"import", "people.csv", "people.txt"}, "people.txt exists; give --force");
+  EXPECT_EQ(Run({"import", "people.csv", "-", "--literal"}).strOut, ReadFile(File("people.txt")));
   ASSERT_EQ(
       Run({"import", "people.csv", "people.txt", "--force", "--to", "1252", "--literal"}).nStatus,
       0);
@@ -78,13 +79,19 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
     std::vector<std::string> options;
     const char* pszError;
   } cases[] = {
-      {"a,b\n1,\"x\ty\"\n", {}, "in.csv:2:3: the field holds a TAB"},
+      {"a,b\n1,\"x\ty\"\n",
+       {},
+       "in.csv:2:3: the field holds a TAB, which a table cell cannot hold (its separator; "
+       "another one is given before the command: lorn --sep ';' import ...)"},
       {"a,b\n1,\"x\ny\"\n", {}, "in.csv:2:3: the field holds an LF"},
       {"a;b\n1;x;y\n", {"--delimiter", ";"}, "in.csv:2: 3 fields where the header has 2"},
+      {"a;b\n1;2\n", {}, "in.csv:1: the header is one field that holds \";\": give its delimiter"},
       {"a,b\n1,*\n", {}, "in.csv:2:3: the field is the lone wildcard"},
       {"a,b\n1,  red*blue\n", {}, "in.csv:2:3: the field holds \"*\""},
       {"a,b\n1,(1..5)\n", {}, "in.csv:2:3: the field starts with \"(\" and holds \"..\""},
-      {"a,b\n1,caf\xE9\n", {"--to", "1252"}, "in.csv:2:3: the field is not UTF-8 text"},
+      {"a,b\n1,caf\xE9\n",
+       {"--to", "1252"},
+       "in.csv:2:3: the field is not UTF-8 text (--encoding names the file's own)"},
       {"a,b\n1,\"x\n", {}, "in.csv:2:3: a quoted field has no closing quote"},
   };
   for (const auto& c : cases) {
@@ -109,10 +116,30 @@ TEST_F(LornCli, CsvOutputAndQuotedTablesUnderAComma) {
   EXPECT_EQ(Run({"--csv", "values", "commas.txt", "V"}).strOut, "\"a,b\"\n\"say \"\"x\"\"\"\n");
   ExpectError({"--json", "--csv", "rows", "tools.txt", "0"}, "--json and --csv: choose one");
 
-  WriteFile(File("quoted.csv"), "name,age\r\n\"Smith, John\",40\r\n");
-  ExpectError({"--sep", ",", "query", "quoted.csv", "age>1"},
-              "quoted.csv:2: cell 1 is quoted as in CSV, which a table does not read");
-  ExpectError({"--sep", ",", "rows", "quoted.csv", "0"}, "lorn import quoted.csv TABLE.txt");
+  // Lines ended by CR LF, LF or a CR alone are counted alike.
+  const char* pszProblem = "quoted.csv:3: cell 2 is quoted as in CSV, which a table does not read";
+  for (const char* pszEnd : {"\n", "\r", "\r\n"}) {
+    std::string strEnd = pszEnd;
+    WriteFile(File("quoted.csv"),
+              "name,age" + strEnd + "Anna,30" + strEnd + "x,\"Smith, John\"" + strEnd);
+    ExpectError({"--sep", ",", "query", "quoted.csv", "age>1"}, pszProblem);
+  }
+  // Every other command that reads the cells refuses too, info warns.
+  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
+           {"rows", "quoted.csv", "0"},
+           {"values", "quoted.csv", "age"},
+           {"index", "quoted.csv"},
+           {"compact", "quoted.csv", "age"},
+       }) {
+    args.insert(args.begin(), {"--sep", ","});
+    ExpectError(args, pszProblem);
+  }
+  CRun info = Run({"--sep", ",", "info", "quoted.csv"});
+  EXPECT_EQ(info.nStatus, 0);
+  EXPECT_EQ(info.strErr, std::string("lorn: info: ") + pszProblem +
+                             " (a separator inside quotes would split the cell); import it: "
+                             "lorn import quoted.csv TABLE.txt, then read TABLE.txt without "
+                             "--sep\n");
   WriteFile(File("plain.csv"), "name,age\r\nSmith,40\r\n");
   EXPECT_EQ(Run({"--sep", ",", "query", "plain.csv", "age>1"}).strOut, "name\tage\nSmith\t40\n");
 }

@@ -107,6 +107,7 @@ bool FindQuotedField(const std::string& strPath, char cSep, size_t& nLine, size_
   }
   std::vector<char> buffer(1 << 16);
   bool bFieldStart = true;
+  bool bAfterCr = false;  // an LF right behind a CR ends the same line
   bool bFound = false;
   nLine = 1;
   nCell = 1;
@@ -121,23 +122,33 @@ bool FindQuotedField(const std::string& strPath, char cSep, size_t& nLine, size_
       bFieldStart = c == cSep || c == '\n' || c == '\r';
       if (c == cSep) {
         ++nCell;
-      } else if (c == '\n') {
+      } else if (c == '\r' || (c == '\n' && !bAfterCr)) {
         ++nLine;
         nCell = 1;
       }
+      bAfterCr = c == '\r';
     }
   }
   std::fclose(pFile);
   return bFound;
 }
 
-void RequireNoQuotedFields(const std::string& strPath, const std::string& strShown, char cSep) {
+std::string QuotedFieldProblem(const std::string& strPath, const std::string& strShown, char cSep) {
   size_t nLine = 0;
   size_t nCell = 0;
-  if ((cSep == ',' || cSep == ';') && FindQuotedField(strPath, cSep, nLine, nCell)) {
-    throw CCliError(Format(
-        "%s:%zu: cell %zu is quoted as in CSV, which a table does not read (a separator "
-        "inside quotes would split the cell); import it: lorn import %s TABLE.txt%s",
-        strShown.c_str(), nLine, nCell, strShown.c_str(), cSep == ',' ? "" : " --delimiter ';'"));
+  if ((cSep != ',' && cSep != ';') || !FindQuotedField(strPath, cSep, nLine, nCell)) {
+    return "";
+  }
+  return Format(
+      "%s:%zu: cell %zu is quoted as in CSV, which a table does not read (a separator "
+      "inside quotes would split the cell); import it: lorn import %s TABLE.txt%s, then "
+      "read TABLE.txt without --sep",
+      strShown.c_str(), nLine, nCell, strShown.c_str(), cSep == ',' ? "" : " --delimiter ';'");
+}
+
+void RequireNoQuotedFields(const std::string& strPath, const std::string& strShown, char cSep) {
+  std::string strProblem = QuotedFieldProblem(strPath, strShown, cSep);
+  if (!strProblem.empty()) {
+    throw CCliError(strProblem);
   }
 }

@@ -57,10 +57,13 @@ std::string CsvField(const std::string& strText, char cDelimiter);
 // none or the file cannot be read. Reads the whole file.
 bool FindQuotedField(const std::string& strPath, char cSep, size_t& nLine, size_t& nCell);
 
-// With a comma or a semicolon as the table's separator, throws CCliError
-// when the table file at strPath holds a quoted field (see FindQuotedField):
-// the table would split "Smith, John" in two. The error names strShown and
-// tells to import the file.
+// With a comma or a semicolon as the table's separator, when the table file
+// at strPath holds a quoted field (see FindQuotedField), the one-line reason
+// the table cannot be read as it stands: it would split "Smith, John" in two.
+// It names strShown and tells to import the file. Empty otherwise.
+std::string QuotedFieldProblem(const std::string& strPath, const std::string& strShown, char cSep);
+// Throws CCliError with QuotedFieldProblem when there is one. Every command
+// that reads a table's cells calls it; info, which reads none, warns instead.
 void RequireNoQuotedFields(const std::string& strPath, const std::string& strShown, char cSep);
 
 #endif  // LORN_TOOLS_LORN_CSV_FORMAT_H_

@@ -231,3 +231,24 @@ void ValidateCriterion(const CExprCriterion& criterion, BYTE nColType) {
                            criterion.strColumn.c_str(), strValue.c_str()));
   }
 }
+
+std::string CriterionSurprise(const CExprCriterion& criterion, BYTE nColType) {
+  const std::string& strValue = criterion.strValue;
+  if (nColType != COL_TYPE_STR) {
+    return "";
+  }
+  if (strValue.empty() && criterion.nMask == CRIT_EQUAL) {
+    return Format(
+        "%s='' finds no empty cell: an empty cell holds no value, and no criterion finds "
+        "it alone (%s!='' finds it with every other value)",
+        criterion.strColumn.c_str(), criterion.strColumn.c_str());
+  }
+  size_t nStar = strValue.find('*');
+  if (nStar != std::string::npos && nStar + 1 < strValue.size()) {
+    return Format(
+        "in \"%s\" the \"*\" at position %zu stands for itself: only a \"*\" at the end "
+        "of a value stands for any rest of the text (\"?\" for one character)",
+        strValue.c_str(), nStar + 1);
+  }
+  return "";
+}

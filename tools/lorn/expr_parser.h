@@ -44,4 +44,10 @@ void ValidateCriterion(const CExprCriterion& criterion, BYTE nColType);
 // such a value is compared as text ("100" < "50").
 bool IsNumberText(const std::string& strValue);
 
+// What a criterion on a Str column finds that its text does not say, as one
+// line for standard error; empty when there is nothing to say. An empty cell
+// holds no value, so "=" with an empty value finds none; and only a final "*"
+// stands for any rest of the text: a "*" before the end stands for itself.
+std::string CriterionSurprise(const CExprCriterion& criterion, BYTE nColType);
+
 #endif  // LORN_TOOLS_LORN_EXPR_PARSER_H_

@@ -49,8 +49,6 @@ TEST_F(LornCli, HelpAndUsageErrors) {
             "lorn: unknown command \"frobnicate\" (see lorn --help)\n");
   ExpectError({"--bogus", "info", "tools.txt"}, "unknown option --bogus");
   ExpectError({"--locale", "xx_YY", "info", "tools.txt"}, "unknown locale \"xx_YY\"");
-  ExpectError({"rows", "tools.txt", "0", "--utf8"},
-              "--utf8 is a common option: give it before the command");
   ExpectError({"rows", "tools.txt"}, "missing argument");
   ExpectError({"query", "tools.txt", "REF=A1", "--nope"}, "query: unknown option --nope");
 }
@@ -76,7 +74,10 @@ TEST_F(LornCli, InfoTellsStateWithoutChangingAnything) {
 
   lorn_test::SetMTime(File("tools.txt"), lorn_test::GetMTime(File("tools.txt")) + 10);
   CRun stale = Run({"info", "tools.txt"});
-  EXPECT_THAT(stale.strOut, HasSubstr("state    stale (the table changed since it was indexed)"));
+  // Opening the table drops its stale sidecar, and info says so.
+  EXPECT_THAT(stale.strOut, HasSubstr("state    stale (the table changed since it was indexed), "
+                                      "dropped now; lorn index builds it anew\n"));
+  EXPECT_FALSE(Exists(File("tools.SDX")));
   EXPECT_THAT(stale.strOut, HasSubstr("rows     unknown\n"));
 
   EXPECT_EQ(Fails({"info", "nothing.txt"}).strErr,
@@ -108,6 +109,21 @@ TEST_F(LornCli, IndexReportsWhyItCannotWrite) {
   ExpectError({"index", "tools.txt", "QTY"}, "its sidecar tools.SDX is read-only");
 }
 
+// Each command's output for its arguments, and its exit status.
+struct COutCase {
+  std::vector<std::string> args;
+  std::string strOut;
+  int nStatus = 0;
+};
+
+void ExpectOutputs(const std::string& strDir, const std::vector<COutCase>& cases) {
+  for (const COutCase& c : cases) {
+    CRun run = Lorn(strDir, c.args);
+    EXPECT_EQ(run.nStatus, c.nStatus) << ::testing::PrintToString(c.args) << run.strErr;
+    EXPECT_EQ(run.strOut, c.strOut) << ::testing::PrintToString(c.args);
+  }
+}
+
 TEST_F(LornCli, QueryPrintsQualifyingRowsOnce) {
   CRun run = Run({"-q", "query", "tools.txt", "FAMILY=TOOLS & PRICE<20 | COLOR=RED"});
   ASSERT_EQ(run.nStatus, 0) << run.strErr;
@@ -118,30 +134,28 @@ TEST_F(LornCli, QueryPrintsQualifyingRowsOnce) {
                             "D1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
   EXPECT_EQ(run.strErr, "");
 
-  // RED and BLUE both qualify in row 0: it still prints and counts once.
-  EXPECT_EQ(Run({"query", "tools.txt", "color>A"}).strOut.find("A1\t"), kToolsHeader.size());
-  EXPECT_EQ(Run({"query", "tools.txt", "color>A", "--count"}).strOut, "5\n");
-  EXPECT_EQ(Run({"query", "tools.txt", "COLOR<>RED", "--row-numbers"}).strOut,
-            "#\t" + kToolsHeader +
-                "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n4\tC1\tBrush\tPAINT\t3\t1\t\n"
-                "5\tD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
-  EXPECT_EQ(Run({"query", "tools.txt", "NAME = 'Nuts & Bolts' | #0=\"C1\""}).strOut,
-            kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n");
-
-  CRun view = Run({"query", "tools.txt", "PRICE>0", "--columns", "family,#0", "--row-numbers"});
-  EXPECT_EQ(view.strOut,
-            "#\tREF\tFAMILY\n0\tA1\tTOOLS\n1\tA2\tTOOLS\n2\tB1\tGARDEN\n"
-            "3\tB2\tGARDEN\n4\tC1\tPAINT\n5\tD1\tTOOLS\n");
-  EXPECT_EQ(Run({"query", "tools.txt", "PRICE>0", "--columns=FAMILY"}).strOut,
-            "FAMILY\nTOOLS\nGARDEN\nPAINT\n");
-  EXPECT_EQ(Run({"query", "tools.txt", "PRICE>0", "--columns=FAMILY", "--count"}).strOut, "3\n");
-  EXPECT_EQ(Run({"--json", "query", "tools.txt", "REF=B*", "--columns", "REF,QTY"}).strOut,
-            "{\"REF\":\"B1\",\"QTY\":\"2\"}\n{\"REF\":\"B2\",\"QTY\":\"7\"}\n");
-
-  CRun none = Run({"query", "tools.txt", "FAMILY=NOTHING"});
-  EXPECT_EQ(none.nStatus, 1);
-  EXPECT_EQ(none.strOut, kToolsHeader);
-  EXPECT_EQ(Run({"query", "tools.txt", "FAMILY=NOTHING", "--count"}).nStatus, 1);
+  ExpectOutputs(
+      m_dir.path(),
+      {
+          // RED and BLUE both qualify in row 0: it counts once.
+          {{"query", "tools.txt", "color>A", "--count"}, "5\n"},
+          {{"query", "tools.txt", "COLOR<>RED", "--row-numbers"},
+           "#\t" + kToolsHeader +
+               "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n4\tC1\tBrush\tPAINT\t3\t1\t\n"
+               "5\tD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n"},
+          {{"query", "tools.txt", "NAME = 'Nuts & Bolts' | #0=\"C1\""},
+           kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nD1\tNuts & Bolts\tTOOLS\t1\t3\tGREY\n"},
+          {{"query", "tools.txt", "PRICE>0", "--columns", "family,#0", "--row-numbers"},
+           "#\tREF\tFAMILY\n0\tA1\tTOOLS\n1\tA2\tTOOLS\n2\tB1\tGARDEN\n"
+           "3\tB2\tGARDEN\n4\tC1\tPAINT\n5\tD1\tTOOLS\n"},
+          {{"query", "tools.txt", "PRICE>0", "--columns=FAMILY"}, "FAMILY\nTOOLS\nGARDEN\nPAINT\n"},
+          {{"query", "tools.txt", "PRICE>0", "--columns=FAMILY", "--count"}, "3\n"},
+          {{"--json", "query", "tools.txt", "REF=B*", "--columns", "REF,QTY"},
+           "{\"REF\":\"B1\",\"QTY\":\"2\"}\n{\"REF\":\"B2\",\"QTY\":\"7\"}\n"},
+          // No row: the header alone, status 1, with --count too.
+          {{"query", "tools.txt", "FAMILY=NOTHING"}, kToolsHeader, 1},
+          {{"query", "tools.txt", "FAMILY=NOTHING", "--count"}, "0\n", 1},
+      });
 }
 
 TEST_F(LornCli, QueryNamesTheFaultyTokenOrColumn) {
@@ -166,53 +180,53 @@ TEST_F(LornCli, QueryNamesTheFaultyTokenOrColumn) {
     CRun run = Fails({"query", "tools.txt", c.pszExpr});
     EXPECT_EQ(run.strErr.rfind(c.pszError, 0), 0u) << run.strErr;
   }
-  ExpectError({"query", "missing.txt", "A=1"}, "lorn: missing.txt: No such file or directory");
   ExpectError({"query", "tools.txt", "REF=A1", "--columns", "REF,,QTY"}, "has an empty name");
 }
 
 TEST_F(LornCli, TextConvertsBetweenCodePageAndUtf8) {
   // \311 is E acute in code page 1252, \303\211 in UTF-8.
   WriteFile(File("accents.txt"), Table({"REF\tNAME", "X1\t\311clair", "X2\tP\xE2te"}));
-  EXPECT_EQ(Run({"rows", "accents.txt", "0"}).strOut, "REF\tNAME\nX1\t\311clair\n");
-  EXPECT_EQ(Run({"--utf8", "rows", "accents.txt", "0", "1"}).strOut,
-            "REF\tNAME\nX1\t\303\211clair\nX2\tP\xC3\xA2te\n");
-  CRun typed = Run({"--utf8", "query", "accents.txt", "NAME=P\xC3\xA2te"});
-  EXPECT_EQ(typed.nStatus, 0) << typed.strErr;
-  EXPECT_EQ(typed.strOut, "REF\tNAME\nX2\tP\xC3\xA2te\n");
-  EXPECT_EQ(Run({"--json", "rows", "accents.txt", "0"}).strOut,
-            "{\"REF\":\"X1\",\"NAME\":\"\303\211clair\"}\n");
-  EXPECT_EQ(Run({"--utf8", "values", "accents.txt", "NAME"}).strOut,
-            "P\xC3\xA2te\n\303\211clair\n");
+  ExpectOutputs(
+      m_dir.path(),
+      {
+          {{"rows", "accents.txt", "0"}, "REF\tNAME\nX1\t\311clair\n"},
+          {{"--utf8", "rows", "accents.txt", "0", "1"},
+           "REF\tNAME\nX1\t\303\211clair\nX2\tP\xC3\xA2te\n"},
+          {{"--utf8", "query", "accents.txt", "NAME=P\xC3\xA2te"}, "REF\tNAME\nX2\tP\xC3\xA2te\n"},
+          {{"--json", "rows", "accents.txt", "0"}, "{\"REF\":\"X1\",\"NAME\":\"\303\211clair\"}\n"},
+          {{"--utf8", "values", "accents.txt", "NAME"}, "P\xC3\xA2te\n\303\211clair\n"},
+      });
   ExpectError({"--utf8", "query", "accents.txt", "NAME=\xE2\x82\xAC\xF0\x9F\x98\x80"},
               "cannot be written in code page 1252");
 }
 
 TEST_F(LornCli, ValuesRowsAndCells) {
-  // Distinct values in index order.
-  EXPECT_EQ(Run({"values", "tools.txt", "color"}).strOut, "BLUE\nGREEN\nGREY\nRED\n");
-  EXPECT_EQ(Run({"values", "tools.txt", "QTY"}).strOut, "1\n2\n3\n5\n7\n10\n");
+  ExpectOutputs(
+      m_dir.path(),
+      {
+          // Distinct values in index order: text without case, numbers by value.
+          {{"values", "tools.txt", "color"}, "BLUE\nGREEN\nGREY\nRED\n"},
+          {{"values", "tools.txt", "QTY"}, "1\n2\n3\n5\n7\n10\n"},
+          // Rows by number, in the order given.
+          {{"rows", "tools.txt", "4", "0"},
+           kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nA1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE\n"},
+          {{"rows", "tools.txt", "1", "--row-numbers"},
+           "#\t" + kToolsHeader + "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n"},
+          // How the grammar reads a cell, with the stock and other characters.
+          {{"cell", "(10..20("}, "RANGE\n9\n10\n20\n"},
+          {{"cell", "b*a"}, "LIST\n2\na\nb\n"},
+          {{"cell", "*"}, "ANY\n0\n"},
+          {{"--value-sep", "/", "--range-open", "[", "--range-sep", "-", "cell", "[1-5["},
+           "RANGE\n9\n1\n5\n"},
+          {{"--value-sep=/", "cell", "x/y*z"}, "LIST\n2\nx\ny*z\n"},
+          {{"--json", "cell", "a\"b"},
+           "{\"kind\":\"SINGLE\",\"flags\":0,\"values\":[\"a\\\"b\"]}\n"},
+      });
   ExpectError({"values", "tools.txt", "SHADE"}, "unknown column \"SHADE\"");
-
-  // Rows by number.
-  EXPECT_EQ(Run({"rows", "tools.txt", "4", "0"}).strOut,
-            kToolsHeader + "C1\tBrush\tPAINT\t3\t1\t\nA1\tHammer\tTOOLS\t12.5\t5\tRED*BLUE\n");
-  EXPECT_EQ(Run({"rows", "tools.txt", "1", "--row-numbers"}).strOut,
-            "#\t" + kToolsHeader + "1\tA2\tSaw\tTOOLS\t30\t10\tGREEN\n");
   EXPECT_EQ(Fails({"rows", "tools.txt", "0", "6"}).strErr,
             "lorn: tools.txt: no row 6; the table has 6 rows (0 to 5)\n");
   EXPECT_EQ(Fails({"rows", "tools.txt", "x1"}).strErr,
             "lorn: rows: \"x1\" is not a row number (0, 1, 2, ...)\n");
-
-  // How the grammar reads a cell.
-  EXPECT_EQ(Run({"cell", "(10..20("}).strOut, "RANGE\n9\n10\n20\n");
-  EXPECT_EQ(Run({"cell", "b*a"}).strOut, "LIST\n2\na\nb\n");
-  EXPECT_EQ(Run({"cell", "*"}).strOut, "ANY\n0\n");
-  EXPECT_EQ(
-      Run({"--value-sep", "/", "--range-open", "[", "--range-sep", "-", "cell", "[1-5["}).strOut,
-      "RANGE\n9\n1\n5\n");
-  EXPECT_EQ(Run({"--value-sep=/", "cell", "x/y*z"}).strOut, "LIST\n2\nx\ny*z\n");
-  EXPECT_EQ(Run({"--json", "cell", "a\"b"}).strOut,
-            "{\"kind\":\"SINGLE\",\"flags\":0,\"values\":[\"a\\\"b\"]}\n");
 }
 
 TEST_F(LornCli, CompactAndUncompactRewriteWhole) {

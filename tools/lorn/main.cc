@@ -116,7 +116,7 @@ bool AsksForHelp(const std::vector<std::string>& args) {
 
 void PrintError(const std::string& strText) {
   std::fflush(stdout);
-  std::fprintf(stderr, "lorn: %s\n", strText.c_str());
+  std::fprintf(stderr, "lorn: %s\n", NameStdinCopy(strText).c_str());
 }
 
 int Run(int argc, char** argv) {

@@ -32,6 +32,13 @@ TEST_F(LornCli, SelectLimitVersionAndHelp) {
        "#\tNAME\n0\tHammer\n1\tSaw\n"},
       {{"query", "tools.txt", "QTY>1", "--columns", "FAMILY", "--limit", "1"}, "FAMILY\nTOOLS\n"},
       {{"query", "tools.txt", "QTY>1", "--limit", "1", "--count"}, "5\n"},
+      {{"rows", "tools.txt", "5", "0", "--select", "qty,#0", "--row-numbers"},
+       "#\tQTY\tREF\n5\t3\tD1\n0\t5\tA1\n"},
+      {{"values", "tools.txt", "FAMILY", "--limit", "1"}, "GARDEN\n"},
+      {{"values", "tools.txt", "FAMILY", "--limit", "0"}, ""},
+      // A JSON object holds each key once.
+      {{"--json", "rows", "tools.txt", "0", "--select", "REF,ref,QTY,REF", "--row-numbers"},
+       "{\"#\":0,\"REF\":\"A1\",\"REF_2\":\"A1\",\"QTY\":\"5\",\"REF_3\":\"A1\"}\n"},
   };
   for (const auto& c : cases) {
     CRun run = Run(c.args);
@@ -39,7 +46,10 @@ TEST_F(LornCli, SelectLimitVersionAndHelp) {
     EXPECT_EQ(run.strOut, c.pszOut);
   }
   ExpectError({"query", "tools.txt", "QTY>1", "--select", "REF", "--columns", "REF"}, "not both");
-  ExpectError({"query", "tools.txt", "QTY>1", "--limit", "x"}, "--limit wants a number");
+  ExpectError({"query", "tools.txt", "QTY>1", "--limit", "x"}, "query: --limit wants a number");
+  ExpectError({"values", "tools.txt", "REF", "--limit", "-1"}, "values: --limit wants a number");
+  ExpectError({"rows", "tools.txt", "0", "--select", "REF,"},
+              "rows: --select \"REF,\" has an empty");
 
   CRun version = Run({"--version"});
   EXPECT_EQ(version.nStatus, 0);

@@ -8,7 +8,9 @@ _lorn_columns() {  # table separator
   local table=$1 sep=$2
   [ -f "$table" ] || return
   [ "$sep" = '\t' ] && sep=$'\t'
-  head -n 1 -- "$table" 2>/dev/null | tr -d '\r' | tr "${sep:-$'\t'}" '\n'
+  # A UTF-8 byte order mark is no part of the first name.
+  head -n 1 -- "$table" 2>/dev/null | sed $'1s/^\xEF\xBB\xBF//' | tr -d '\r' |
+    tr "${sep:-$'\t'}" '\n'
 }
 
 _lorn() {
