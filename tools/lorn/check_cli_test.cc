@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "platform/cfile.h"
+#include "table/cat_std.h"
 #include "tools/lorn/cli_test_util.h"
 
 namespace lorn_cli_test {
@@ -37,7 +38,69 @@ pid_t HoldSidecar(const std::string& strSide, int nHoldMs) {
   return pid;
 }
 
+void PutDword(std::string& str, size_t nAt, DWORD nValue) {
+  for (int i = 0; i < 4; ++i) {
+    str[nAt + i] = static_cast<char>((nValue >> (8 * i)) & 0xFF);
+  }
+}
+
+DWORD GetDword(const std::string& str, size_t nAt) {
+  DWORD nValue = 0;
+  for (int i = 3; i >= 0; --i) {
+    nValue = (nValue << 8) | static_cast<BYTE>(str[nAt + i]);
+  }
+  return nValue;
+}
+
 }  // namespace
+
+// lorn check finds what the load checks cannot see, says where, and
+// --repair builds the sidecar anew.
+TEST_F(LornCli, CheckFindsWhatTheSidecarGetsWrong) {
+  // Same header, same number of rows, other row lengths.
+  lorn_test::WriteFile(File("other.txt"), Table({kRows[0], "A\tB\tC\t1\t2\tX", "AA\tB\tC\t1\t2\tX",
+                                                 "AAAAA\tB\tC\t1\t2\tX", "A\tB\tC\t1\t2\tX",
+                                                 "A\tB\tC\t1\t2\tX", "A\tB\tC\t1\t2\tX"}));
+  ASSERT_EQ(Run({"index", "other.txt"}).nStatus, 0);
+  ASSERT_EQ(Run({"index", "tools.txt", "NAME", "QTY"}).nStatus, 0);
+  EXPECT_EQ(Run({"check", "tools.txt"}).nStatus, 0);
+  DWORD nRowTable = 0;
+  DWORD nQty = 0;
+  {
+    CCatStd table(File("tools.txt").c_str());
+    nRowTable = table.m_nRowTablePos;
+    nQty = table.m_arColIndexPos[4];
+  }
+  const std::string strSound = lorn_test::ReadFile(File("tools.SDX"));
+  const std::string strOther = lorn_test::ReadFile(File("other.SDX"));
+  std::string strKey = strSound;
+  const size_t nFirstKey = nQty + 12 + 4 * GetDword(strSound, nQty) + 4;
+  PutDword(strKey, nFirstKey, GetDword(strSound, nFirstKey) + 1000);
+  std::string strMoved = strSound;
+  PutDword(strMoved, nRowTable + 8, GetDword(strSound, nRowTable + 8) + 1);
+  std::string strForeign = strSound;
+  strForeign.replace(nRowTable, 4 * kRows.size() - 4, strOther, nRowTable, 4 * kRows.size() - 4);
+  struct {
+    const char* pszWhat;
+    std::string strSide;
+    const char* pszFound;
+  } const arCases[] = {
+      {"flipped key", strKey,
+       "column QTY, value entry 0: the sidecar holds row 4 key 1001, the table gives row 4 key 1"},
+      {"moved row offset", strMoved, "row 2: the sidecar has it start at byte"},
+      {"row table of another table", strForeign, "row 1: the sidecar has it start at byte"},
+  };
+  for (const auto& test : arCases) {
+    SCOPED_TRACE(test.pszWhat);
+    ASSERT_NE(test.strSide, strSound);
+    lorn_test::WriteFile(File("tools.SDX"), test.strSide);
+    const CRun check = Run({"check", "tools.txt"});
+    EXPECT_EQ(check.nStatus, 2);
+    EXPECT_THAT(check.strOut, HasSubstr(test.pszFound));
+    EXPECT_EQ(Run({"-q", "check", "tools.txt", "--repair"}).nStatus, 0);
+    EXPECT_EQ(lorn_test::ReadFile(File("tools.SDX")), strSound);
+  }
+}
 
 // A query started while another process holds the sidecar waits its turn
 // and answers right; with --wait 0, or a wait too short, it names the lock.

@@ -73,7 +73,7 @@ const char kCommonOptions[] =
 const CCommand* const kCommands[] = {
     &g_cmdInfo,   &g_cmdIndex,   &g_cmdQuery,     &g_cmdValues, &g_cmdRows,
     &g_cmdCell,   &g_cmdCompact, &g_cmdUncompact, &g_cmdCrypt,  &g_cmdDecrypt,
-    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,   &g_cmdImport,
+    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,   &g_cmdImport, &g_cmdCheck,
 };
 
 void PrintMainUsage(FILE* pFile) {
