@@ -1,3 +1,5 @@
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,6 +124,29 @@ TEST_F(LornCli, CommandsWaitForALockedSidecar) {
   EXPECT_EQ(run.strOut, "3\n");
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
   ExpectError({"--wait", "-1", "info", "tools.txt"}, "--wait wants a number of seconds");
+}
+
+}  // namespace lorn_cli_test
+
+namespace lorn_cli_test {
+
+// info says when the sidecar was written in the second of the table's last
+// change, the one case where the stamp cannot tell a change.
+TEST_F(LornCli, InfoTellsASidecarOfTheSameSecond) {
+  ASSERT_EQ(Run({"index", "tools.txt"}).nStatus, 0);
+  struct stat table {};
+  ASSERT_EQ(stat(File("tools.txt").c_str(), &table), 0);
+  for (const int nLater : {0, 5}) {
+    SCOPED_TRACE(nLater);
+    const struct timespec times[2] = {{table.st_mtim.tv_sec + nLater, 0},
+                                      {table.st_mtim.tv_sec + nLater, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, File("tools.SDX").c_str(), times, 0), 0);
+    const CRun run = Run({"info", "tools.txt"});
+    EXPECT_THAT(run.strOut, HasSubstr("state    valid"));
+    EXPECT_EQ(
+        run.strOut.find("stamp    the sidecar was written in the second") != std::string::npos,
+        nLater == 0);
+  }
 }
 
 }  // namespace lorn_cli_test
