@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "frame/lorn_defs.h"
+#include "platform/exceptions.h"
 #include "table/cat_std.h"
 #include "testing/test_util.h"
 
@@ -137,4 +138,31 @@ TEST(SidecarCheck, SidecarsAsWrittenPass) {
   }
   CCatStd empty(dir.File("E.TXT").c_str());
   EXPECT_TRUE(empty.IsIndexed());
+}
+
+// A row number beyond the rows, inside an index, is not seen at load; it is
+// refused where it is used, before it is taken for a row.
+TEST(SidecarCheck, RowNumberBeyondTheRowsIsRefusedInUse) {
+  TempDir dir;
+  const std::string strTable = dir.File("T.TXT");
+  WriteFile(strTable, kTable);
+  {
+    CCatStd table(strTable.c_str());
+    IndexBoth(table);
+  }
+  std::string strSide = ReadFile(dir.File("T.SDX"));
+  const DWORD nIndexN = GetLe(strSide, kOffsets);
+  for (const DWORD nRow : {DWORD{kRows - 1}, DWORD{kRows}}) {
+    SCOPED_TRACE(nRow);
+    PutLe(strSide, nIndexN + 12 + 4 * GetLe(strSide, nIndexN), nRow);
+    WriteFile(dir.File("T.SDX"), strSide);
+    CCatStd table(strTable.c_str());
+    ASSERT_TRUE(table.IsIndexed());
+    CString strValue;
+    if (nRow < kRows) {
+      EXPECT_TRUE(table.NextColValue(0, strValue, TRUE));
+    } else {
+      EXPECT_THROW(table.NextColValue(0, strValue, TRUE), CArchiveException);
+    }
+  }
 }
