@@ -19,11 +19,14 @@ constexpr DWORD STR_KEY_MIN = 2;
 constexpr DWORD STR_KEY_MAX = 255;
 
 // Whether the row table holds table.m_nRows entries that start at the first
-// data row, rise strictly and stay below the table file's length.
+// data row, rise strictly and stay below the table file's length. The
+// entries of a chunk are compared without a branch, so that the compiler
+// can compare many at once: this walk is what loading a sidecar costs.
 BOOL RowTableOk(CCatStd& table, ULONGLONG nDataLength) {
   CFile& file = table.m_fileSide;
   std::vector<BYTE> arChunk(static_cast<size_t>(ROW_CHUNK_ENTRIES) * ROW_ENTRY_SIZE);
-  ULONGLONG nPrevious = 0;
+  const BYTE* const pChunk = arChunk.data();
+  DWORD nPrevious = 0;
   for (DWORD nRow = 0; nRow < table.m_nRows;) {
     const UINT nCount =
         static_cast<UINT>(std::min<ULONGLONG>(ROW_CHUNK_ENTRIES, table.m_nRows - nRow));
@@ -32,13 +35,20 @@ BOOL RowTableOk(CCatStd& table, ULONGLONG nDataLength) {
     if (file.ReadAt(nAt, arChunk.data(), nBytes) != nBytes) {
       return FALSE;
     }
-    for (UINT i = 0; i < nCount; ++i) {
-      const ULONGLONG nOffset = DecodeRowEntry(arChunk.data() + i * ROW_ENTRY_SIZE);
-      if (nRow + i == 0 ? nOffset != table.m_nDataPos : nOffset <= nPrevious) {
-        return FALSE;
-      }
-      nPrevious = nOffset;
+    const DWORD nFirst = GetDword(pChunk);
+    if (nRow == 0 ? nFirst != table.m_nDataPos : nFirst <= nPrevious) {
+      return FALSE;
     }
+    UINT nFalls = 0;
+    for (UINT i = 1; i < nCount; ++i) {
+      nFalls |= GetDword(pChunk + ROW_ENTRY_SIZE * i) <= GetDword(pChunk + ROW_ENTRY_SIZE * (i - 1))
+                    ? 1U
+                    : 0U;
+    }
+    if (nFalls != 0) {
+      return FALSE;
+    }
+    nPrevious = GetDword(pChunk + ROW_ENTRY_SIZE * (nCount - 1));
     nRow += nCount;
   }
   return table.m_nRows == 0 || nPrevious < nDataLength;
