@@ -18,11 +18,13 @@ using ::testing::HasSubstr;
 
 // Another process that holds the sidecar as an index build does,
 // exclusively, for nHoldMs, then exits. Returns once the lock is held.
-pid_t HoldSidecar(const std::string& strSide, int nHoldMs) {
+// nMode CFile::shareDenyWrite holds it as a reader does instead.
+pid_t HoldSidecar(const std::string& strSide, int nHoldMs,
+                  UINT nMode = CFile::modeReadWrite | CFile::shareExclusive) {
   const pid_t pid = fork();
   if (pid == 0) {
     CFile file;
-    if (!file.Open(strSide.c_str(), CFile::modeReadWrite | CFile::shareExclusive)) {
+    if (!file.Open(strSide.c_str(), nMode)) {
       _exit(1);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(nHoldMs));
@@ -31,7 +33,7 @@ pid_t HoldSidecar(const std::string& strSide, int nHoldMs) {
   for (int i = 0; i < 1000; ++i) {
     CFile probe;
     CFileException error;
-    if (!probe.Open(strSide.c_str(), CFile::modeRead | CFile::shareDenyWrite, &error)) {
+    if (!probe.Open(strSide.c_str(), CFile::modeReadWrite | CFile::shareExclusive, &error)) {
       break;
     }
     probe.Close();
@@ -124,6 +126,13 @@ TEST_F(LornCli, CommandsWaitForALockedSidecar) {
   EXPECT_EQ(run.strOut, "3\n");
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1200));
   ExpectError({"--wait", "-1", "info", "tools.txt"}, "--wait wants a number of seconds");
+
+  // An index wanted while a reader holds the sidecar is built once it goes.
+  const pid_t reader = HoldSidecar(File("tools.SDX"), 600, CFile::modeRead | CFile::shareDenyWrite);
+  EXPECT_EQ(Run({"-q", "index", "tools.txt", "QTY"}).nStatus, 0);
+  ASSERT_EQ(waitpid(reader, &nStatus, 0), reader);
+  EXPECT_THAT(Run({"info", "tools.txt"}).strOut,
+              ::testing::ContainsRegex("FAMILY +Str .* built\n.*\n.*QTY +Long .* built"));
 }
 
 }  // namespace lorn_cli_test

@@ -68,7 +68,39 @@ std::string GaveUp(const std::string& strWhy) {
 void ReopenAsNew(CCatStd& table, const std::string& strPath) {
   table.Close();
   table.m_strName.Empty();
+  // Opening keeps the flags an object had; those of the old opening would
+  // hide that an index wanted there is not built in the sidecar found now.
+  table.m_arColFlags.RemoveAll();
   table.Open(strPath.c_str());
+}
+
+// Opens the table anew as ReopenAsNew does, waiting for locks, with the
+// indexes that were wanted wanted again: flags are not kept in the sidecar.
+void ReopenWanting(CCatStd& table, const std::string& strPath) {
+  CByteArray arFlags;
+  arFlags.Copy(table.m_arColFlags);
+  ReopenAsNew(table, strPath);
+  RequireOpen(table, strPath);
+  for (INT_PTR nCol = 0; nCol < arFlags.GetSize() && nCol < table.GetColCount(); ++nCol) {
+    if ((arFlags[nCol] & COL_FLAG_INDEXED) != 0) {
+      table.SetColFlags(static_cast<WORD>(nCol), arFlags[nCol]);
+    }
+  }
+}
+
+// Whether the sidecar that the table has open is the file under its name.
+// When another process removed it meanwhile (a reader that found it empty
+// just as it was created, and dropped it), what this process wrote went
+// into a file that no one will read.
+bool SidecarIsCurrent(CCatStd& table, const std::string& strPath) {
+  if (!table.m_fileSide.IsOpen()) {
+    return true;
+  }
+  struct stat open {};
+  struct stat named {};
+  return fstat(table.m_fileSide.m_hFile, &open) == 0 &&
+         stat(SidecarPathOf(strPath).c_str(), &named) == 0 && open.st_ino == named.st_ino &&
+         open.st_dev == named.st_dev;
 }
 
 std::string LockedText(const std::string& strPath, const std::string& strSide) {
@@ -227,11 +259,24 @@ void ThrowIndexFailure(CCatStd& table, const std::string& strPath) {
 void RequireIndexed(CCatStd& table, const std::string& strPath) {
   const CLockWait wait;
   bool bSawLock = false;
-  while (!table.IndexTable() || !table.IsIndexed()) {
-    // The indexes wanted are not in the file; they are wanted again after
-    // the table is opened anew.
-    CByteArray arFlags;
-    arFlags.Copy(table.m_arColFlags);
+  // A table opened before another process wrote its sidecar would write a
+  // new one over it: it takes that sidecar up first.
+  if (table.IsOpen() && !table.m_fileSide.IsOpen() && FileExists(SidecarPathOf(strPath).c_str())) {
+    ReopenWanting(table, strPath);
+  }
+  for (;;) {
+    if (table.IndexTable() && table.IsIndexed()) {
+      if (SidecarIsCurrent(table, strPath)) {
+        return;
+      }
+      // Another process removed the file while this one wrote it.
+      if (!wait.Pause()) {
+        throw CCliError(Format("%s: another process removed the sidecar while it was written",
+                               strPath.c_str()));
+      }
+      ReopenWanting(table, strPath);
+      continue;
+    }
     table.Close();
     bool bLocked = false;
     const std::string strWhy = WhyNotIndexed(strPath, &bLocked);
@@ -242,14 +287,7 @@ void RequireIndexed(CCatStd& table, const std::string& strPath) {
     if (!wait.Pause()) {
       throw CCliError(strWhy.empty() ? UnseenIndexFailure(strPath, bSawLock) : GaveUp(strWhy));
     }
-    ReopenAsNew(table, strPath);
-    RequireOpen(table, strPath);
-    for (INT_PTR nCol = 0; nCol < arFlags.GetSize() && nCol < table.GetColCount(); ++nCol) {
-      if ((arFlags[nCol] & COL_FLAG_INDEXED) != 0) {
-        const BYTE nNow = nCol < table.m_arColFlags.GetSize() ? table.m_arColFlags[nCol] : 0;
-        table.SetColFlags(static_cast<WORD>(nCol), static_cast<BYTE>(nNow | arFlags[nCol]));
-      }
-    }
+    ReopenWanting(table, strPath);
   }
 }
 
