@@ -16,11 +16,11 @@ namespace {
 
 using ::testing::HasSubstr;
 
-// Another process that holds the sidecar as an index build does,
+// Another process that holds a file as an index build holds the sidecar,
 // exclusively, for nHoldMs, then exits. Returns once the lock is held.
 // nMode CFile::shareDenyWrite holds it as a reader does instead.
-pid_t HoldSidecar(const std::string& strSide, int nHoldMs,
-                  UINT nMode = CFile::modeReadWrite | CFile::shareExclusive) {
+pid_t HoldFile(const std::string& strSide, int nHoldMs,
+               UINT nMode = CFile::modeReadWrite | CFile::shareExclusive) {
   const pid_t pid = fork();
   if (pid == 0) {
     CFile file;
@@ -111,7 +111,7 @@ TEST_F(LornCli, CheckFindsWhatTheSidecarGetsWrong) {
 TEST_F(LornCli, CommandsWaitForALockedSidecar) {
   ASSERT_EQ(Run({"index", "tools.txt", "FAMILY"}).nStatus, 0);
   const auto start = std::chrono::steady_clock::now();
-  const pid_t pid = HoldSidecar(File("tools.SDX"), 1200);
+  const pid_t pid = HoldFile(File("tools.SDX"), 1200);
   const std::vector<std::string> query = {"query", "tools.txt", "FAMILY=TOOLS", "--count"};
   std::vector<std::string> args = {"--wait", "0"};
   args.insert(args.end(), query.begin(), query.end());
@@ -128,11 +128,17 @@ TEST_F(LornCli, CommandsWaitForALockedSidecar) {
   ExpectError({"--wait", "-1", "info", "tools.txt"}, "--wait wants a number of seconds");
 
   // An index wanted while a reader holds the sidecar is built once it goes.
-  const pid_t reader = HoldSidecar(File("tools.SDX"), 600, CFile::modeRead | CFile::shareDenyWrite);
+  const pid_t reader = HoldFile(File("tools.SDX"), 600, CFile::modeRead | CFile::shareDenyWrite);
   EXPECT_EQ(Run({"-q", "index", "tools.txt", "QTY"}).nStatus, 0);
   ASSERT_EQ(waitpid(reader, &nStatus, 0), reader);
   EXPECT_THAT(Run({"info", "tools.txt"}).strOut,
               ::testing::ContainsRegex("FAMILY +Str .* built\n.*\n.*QTY +Long .* built"));
+
+  // A delete waits for a reader of the table file to go, then deletes.
+  const pid_t reader2 = HoldFile(File("tools.txt"), 600, CFile::modeRead | CFile::shareDenyWrite);
+  EXPECT_EQ(Run({"-q", "delete", "tools.txt", "0"}).nStatus, 0);
+  ASSERT_EQ(waitpid(reader2, &nStatus, 0), reader2);
+  EXPECT_EQ(Run({"query", "tools.txt", "REF=A1|REF=A2", "--count"}).strOut, "1\n");
 }
 
 }  // namespace lorn_cli_test

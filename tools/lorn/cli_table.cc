@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <thread>
 
 #include "platform/cfile.h"
@@ -289,6 +290,65 @@ void RequireIndexed(CCatStd& table, const std::string& strPath) {
     }
     ReopenWanting(table, strPath);
   }
+}
+
+namespace {
+
+// What tells one version of a table file from another.
+struct CFileVersion {
+  dev_t nDev = 0;
+  ino_t nIno = 0;
+  off_t nSize = -1;
+  time_t tChanged = 0;
+  bool operator==(const CFileVersion&) const = default;
+};
+
+CFileVersion VersionOf(const std::string& strPath) {
+  CFileVersion version;
+  struct stat st {};
+  if (stat(strPath.c_str(), &st) == 0) {
+    version = {st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec};
+  }
+  return version;
+}
+
+// Whether another process holds the table file or its sidecar so that it
+// cannot be written; the table must be closed.
+bool RewriteLocked(const std::string& strPath) {
+  CFile file;
+  CFileException error;
+  if (!file.Open(strPath.c_str(), CFile::modeReadWrite | CFile::shareExclusive, &error)) {
+    return error.m_cause == CFileException::sharingViolation;
+  }
+  file.Close();
+  bool bLocked = false;
+  WhySidecarNotWritable(strPath, &bLocked);
+  return bLocked;
+}
+
+}  // namespace
+
+bool RetryRewrite(CCatStd& table, const std::string& strPath, const std::function<BOOL()>& attempt,
+                  bool bIndexed) {
+  const CLockWait wait;
+  const CFileVersion version = VersionOf(strPath);
+  while (!attempt()) {
+    table.Close();
+    if (!RewriteLocked(strPath) || !wait.Pause()) {
+      return false;
+    }
+    ReopenWanting(table, strPath);
+    if (bIndexed) {
+      RequireIndexed(table, strPath);
+    }
+    if (!(VersionOf(strPath) == version)) {
+      throw CCliError(
+          Format("%s: another process changed the table while this one waited; "
+                 "nothing was done",
+                 strPath.c_str()));
+    }
+  }
+  return true;
 }
 
 std::unique_ptr<CTextCodec> MakeTableCodec(CCatStd& table, const CGlobalOptions& options) {

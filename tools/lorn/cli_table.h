@@ -3,6 +3,7 @@
 #ifndef LORN_TOOLS_LORN_CLI_TABLE_H_
 #define LORN_TOOLS_LORN_CLI_TABLE_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +37,15 @@ void RequireIndexed(CCatStd& table, const std::string& strPath);
 // The error of a failed IndexTable (or Run of a query). Closes the table so
 // that its own handle does not hide the cause.
 [[noreturn]] void ThrowIndexFailure(CCatStd& table, const std::string& strPath);
+
+// Runs attempt, a rewrite of the open table; while it fails because another
+// process holds the table file or its sidecar, opens the table anew (and
+// indexes it, with bIndexed) and tries again, for as long as SetLockWait
+// allows. Throws CCliError when the table file changed meanwhile, as row
+// numbers and columns given for the old one may no longer hold. The
+// result is that of the last attempt.
+bool RetryRewrite(CCatStd& table, const std::string& strPath, const std::function<BOOL()>& attempt,
+                  bool bIndexed);
 
 // The codec between the table's code page (that of its locale, 1252 when it
 // has none) and UTF-8, when --utf8 or --json asks for one; null otherwise.
