@@ -263,6 +263,10 @@ void Compare(CCatStd& table, const CSideImage& stored, const CSideImage& built, 
                  built.header.arTypes[nCol], built.header.arSizes[nCol]));
       continue;
     }
+    if (built.header.arIndexPos.GetSize() <= nCol || built.header.arIndexPos[nCol] == 0) {
+      diffs.Add(Format("column %s: its index could not be built anew", strCol.c_str()));
+      continue;
+    }
     CompareIndex(stored, built, static_cast<int>(nCol), strCol, diffs);
   }
 }
