@@ -90,9 +90,9 @@ void ReopenWanting(CCatStd& table, const std::string& strPath) {
 }
 
 // Whether the sidecar that the table has open is the file under its name.
-// When another process removed it meanwhile (a reader that found it empty
-// just as it was created, and dropped it), what this process wrote went
-// into a file that no one will read.
+// When another process removed it meanwhile (dropped it, as any opening
+// does with a sidecar it cannot use), what this process wrote went into a
+// file that no one will read.
 bool SidecarIsCurrent(CCatStd& table, const std::string& strPath) {
   if (!table.m_fileSide.IsOpen()) {
     return true;
