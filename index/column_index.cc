@@ -186,5 +186,13 @@ BOOL CIndex::ReadRangeEntry(DWORD n) {
 }
 
 LONG CIndex::GetRow() const {
-  return m_pEntry == nullptr ? -1 : GetLong(m_pEntry + ENTRY_ROW_OFFSET);
+  if (m_pEntry == nullptr) {
+    return -1;
+  }
+  const DWORD nRow = GetDword(m_pEntry + ENTRY_ROW_OFFSET);
+  if (nRow >= m_nRowLimit) {
+    AfxThrowArchiveException(CArchiveException::badIndex,
+                             m_pFile != nullptr ? m_pFile->GetFilePath() : CString());
+  }
+  return static_cast<LONG>(nRow);
 }

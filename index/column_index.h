@@ -69,7 +69,9 @@ class CIndex : public CObject {
   BOOL ReadAnyEntry(DWORD n);
   BOOL ReadValueEntry(DWORD n);
   BOOL ReadRangeEntry(DWORD n);  // zones 2 and 3 alike
-  // Row number of the entry last read; -1 without a buffer.
+  // Row number of the entry last read; -1 without a buffer. Raises
+  // CArchiveException (badIndex) for a row number at or above m_nRowLimit:
+  // a damaged index is refused before a caller takes the number for a row.
   LONG GetRow() const;
   void Reset();
 
@@ -133,6 +135,10 @@ class CIndex : public CObject {
   CStringArray m_arTempNames;
   CByteArray m_arZoneSorted;  // zones 1 to 3: nothing added since the last sort
   CEntryCache* m_pCache;      // read-ahead window on the sidecar; owned
+  // Rows of the table whose sidecar held this index when it was read; no
+  // entry names a row from here up. 0xFFFFFFFF: no limit (an index built in
+  // this process, whose rows come from the table itself).
+  DWORD m_nRowLimit = 0xFFFFFFFF;
 };
 
 // Binary search over nCount entries of nEntrySize bytes from offset nPos in

@@ -30,6 +30,10 @@ CIndex* CCatStd::GetColIndex(WORD nCol) {
   pRoot->m_arColIndexes[nCol] = pIndex.get();
   if (nPos == 0) {
     pRoot->m_bIndexed = FALSE;
+  } else {
+    // Checking every entry's row number when the sidecar is loaded would
+    // read all of its indexes; each number is checked as it is used instead.
+    pIndex->m_nRowLimit = pRoot->m_nRows;
   }
   return pIndex.release();
 }

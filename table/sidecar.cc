@@ -1,71 +1,8 @@
 #include "frame/lorn_defs.h"
-#include "index/entry_codec.h"
 #include "platform/carchive.h"
 #include "table/cat_std.h"
-#include "table/row_table.h"
+#include "table/sidecar_check.h"
 #include "table/sidecar_format.h"
-
-namespace {
-
-// Key size of the index of a column of this type and size; 0 when such a
-// column can have none.
-ULONGLONG IndexKeySize(BYTE nType, BYTE nSize) {
-  switch (nType) {
-    case COL_TYPE_LONG:
-      return 4;
-    case COL_TYPE_REAL:
-      return 8;
-    case COL_TYPE_STR:
-      return nSize;
-    default:
-      return 0;
-  }
-}
-
-// Whether everything that a loaded header refers to stands in the file:
-// the row table right behind the header, starting with the first data row,
-// and each index whole, behind the row table. A sidecar cut short (a run
-// that died, a copy that broke off) or written by anyone else fails here
-// rather than in the searches and row reads that would trust it.
-BOOL SideFitsFile(CCatStd& table) {
-  CFile& file = table.m_fileSide;
-  const ULONGLONG nLength = file.GetLength();
-  const ULONGLONG nRowsEnd =
-      static_cast<ULONGLONG>(table.m_nRowTablePos) + ULONGLONG{ROW_ENTRY_SIZE} * table.m_nRows;
-  if (nRowsEnd > nLength) {
-    return FALSE;
-  }
-  if (table.m_nRows > 0) {
-    DWORD nFirst = 0;
-    if (!ReadRowEntries(&file, table.m_nRowTablePos, 0, 1, &nFirst) || nFirst != table.m_nDataPos) {
-      return FALSE;
-    }
-  }
-  for (INT_PTR nCol = 0; nCol < table.m_arColIndexPos.GetSize(); ++nCol) {
-    const ULONGLONG nPos = table.m_arColIndexPos[nCol];
-    if (nPos == 0) {
-      continue;
-    }
-    const ULONGLONG nKey = IndexKeySize(table.m_arColTypes[nCol], table.m_arColSizes[nCol]);
-    if (nKey == 0 || nPos < nRowsEnd || nPos + INDEX_HEADER_SIZE > nLength) {
-      return FALSE;
-    }
-    BYTE abHeader[INDEX_HEADER_SIZE];
-    file.Seek(static_cast<LONGLONG>(nPos), CFile::begin);
-    if (file.Read(abHeader, INDEX_HEADER_SIZE) != INDEX_HEADER_SIZE) {
-      return FALSE;
-    }
-    const ULONGLONG nEnd = nPos + INDEX_HEADER_SIZE + 4ULL * GetDword(abHeader) +
-                           (nKey + 4) * GetDword(abHeader + 4) +
-                           2 * (2 * nKey + 5) * GetDword(abHeader + 8);
-    if (nEnd > nLength) {
-      return FALSE;
-    }
-  }
-  return TRUE;
-}
-
-}  // namespace
 
 void WriteSideHeader(CCatStd& table, BYTE nVersion) {
   CFile& file = table.m_fileSide;
@@ -168,7 +105,7 @@ void CCatStd::LoadSide() {
   }
   const BOOL bVersionOk = nVersion == SIDE_VERSION || nVersion == SIDE_VERSION_NO_LOCALE;
   if (!bFits || !bVersionOk || !SameFileTime(tStored, m_tStamp) || !bLocaleOk ||
-      !SideFitsFile(*this)) {
+      !SideStructureOk(*this)) {
     DropSide();
   }
 }

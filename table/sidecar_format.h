@@ -32,9 +32,10 @@
 //
 // Validity also requires one entry per column of the table in each of the
 // three arrays, a stamp that passes SameFileTime, a locale that the runtime
-// accepts, and a file that holds everything the header refers to: the row
-// table, starting with the first data row, then each index whole behind it.
-// A header cut short is no error: such a sidecar is built anew.
+// accepts, and a structure that can be right: the row table and the indexes
+// whole in the file, in their places, with counts that fit the table
+// (table/sidecar_check.h). A header cut short is no error: such a sidecar is
+// built anew.
 //
 // While IndexTable writes a sidecar, its header carries the version 0, which
 // no reader accepts; the run's last write puts the 5 in, after everything

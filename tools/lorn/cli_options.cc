@@ -1,10 +1,12 @@
 #include "tools/lorn/cli_options.h"
 
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 
 #include "frame/settings.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_table.h"
 
 namespace {
 
@@ -23,6 +25,7 @@ const CValuedOption kValuedOptions[] = {
     {"--locale", &CGlobalOptions::strLocale},
     {"--catalog-dir", &CGlobalOptions::strCatalogDir},
     {"--sidecar-dir", &CGlobalOptions::strSidecarDir},
+    {"--wait", &CGlobalOptions::strWait},
 };
 
 // An argument that reads as a negative number is no option.
@@ -72,6 +75,17 @@ std::string LibraryLocaleName(const std::string& strName) {
     c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   }
   return strSet == "utf8" || strSet == "utf-8" ? "utf8" : strName;
+}
+
+// The seconds of --wait: a decimal number from 0 to a day.
+double ParseWait(const std::string& strValue) {
+  char* pEnd = nullptr;
+  const double dSeconds = std::strtod(strValue.c_str(), &pEnd);
+  if (strValue.empty() || *pEnd != '\0' || !(dSeconds >= 0 && dSeconds <= 86400)) {
+    throw CCliError(
+        Format("--wait wants a number of seconds from 0 to 86400, not \"%s\"", strValue.c_str()));
+  }
+  return dSeconds;
 }
 
 }  // namespace
@@ -137,6 +151,8 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
           throw CCliError("--sidecar-dir wants a folder");
         }
         options.bSidecarDir = true;
+      } else if (pOption->pMember == &CGlobalOptions::strWait) {
+        ParseWait(strValue);
       } else if (strValue.empty()) {
         throw CCliError(
             strName == "--range-sep"
@@ -149,6 +165,9 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
 }
 
 void ApplyGlobalOptions(const CGlobalOptions& options) {
+  if (!options.strWait.empty()) {
+    SetLockWait(ParseWait(options.strWait));
+  }
   if (!options.strSep.empty()) {
     SetColSep(OneCharacter("--sep", options.strSep));
   }

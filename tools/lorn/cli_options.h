@@ -27,6 +27,7 @@ struct CGlobalOptions {
   // option given with an empty value is refused, but for the two below).
   std::string strSep, strRangeOpen, strRangeClose, strRangeSep, strValueSep, strAny;
   std::string strLocale, strCatalogDir, strSidecarDir;
+  std::string strWait;  // --wait SECONDS: how long to wait for a lock
   bool bLocale = false;      // --locale given ("" is the plain locale)
   bool bCatalogDir = false;  // --catalog-dir given ("" empties the setting)
   bool bSidecarDir = false;  // --sidecar-dir given

@@ -47,7 +47,9 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   table.GetPath(strTablePath);
   CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP"),
                                 SiblingPathOf(strTablePath.GetString(), "~TM")});
-  BOOL bDone = table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr);
+  const bool bDone = RetryRewrite(
+      table, strPath,
+      [&] { return table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr); }, false);
   if (!bDone) {
     table.Close();
     std::string strWhy = WhyNotWritable(strPath);

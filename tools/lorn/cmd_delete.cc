@@ -54,7 +54,8 @@ int RunDelete(CCliContext& /*context*/, const std::vector<std::string>& args) {
     arRows.Add(nRow);
   }
   CRewriteGuard guard(strPath, {});
-  if (!table.DeleteRows(arRows)) {
+  if (!RetryRewrite(
+          table, strPath, [&] { return table.DeleteRows(arRows); }, true)) {
     table.Close();
     std::string strWhy = WhyNotWritable(strPath);
     throw CCliError(strWhy.empty() ? strPath + ": the rows could not be deleted" : strWhy);

@@ -204,6 +204,8 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
   std::string strOpen = PlaceTable(strPath, context.options);
   CQueryStd query(strOpen.c_str());
   RequireOpen(query, strOpen);
+  // Analysed here, where a lock held by another process is waited out.
+  RequireIndexed(query, strOpen);
   RequireNoQuotedFields(strOpen, strPath, query.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(query, context.options);
   CCodecGuard codecGuard(context.out, pCodec.get());
@@ -233,6 +235,8 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
                              criterion.strColumn.c_str()));
     }
   }
+  // The indexes the criteria want are built here, waiting out locks.
+  RequireIndexed(query, strOpen);
   if (!query.Run()) {
     ThrowIndexFailure(query, strOpen);
   }

@@ -61,8 +61,13 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   CString strTablePath;
   table.GetPath(strTablePath);
   CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP")});
-  BOOL bDone = table.UncompactTable(pTarget != nullptr ? pTarget->c_str() : nullptr,
+  const bool bDone = RetryRewrite(
+      table, strPath,
+      [&] {
+        return table.UncompactTable(pTarget != nullptr ? pTarget->c_str() : nullptr,
                                     arCols.GetSize() > 0 ? &arCols : nullptr);
+      },
+      false);
   if (!bDone) {
     table.Close();
     std::string strWhy = WhyNotWritable(strPath);

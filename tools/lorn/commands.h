@@ -43,5 +43,6 @@ extern const CCommand g_cmdDelete;
 extern const CCommand g_cmdDrop;
 extern const CCommand g_cmdSidecar;
 extern const CCommand g_cmdImport;
+extern const CCommand g_cmdCheck;
 
 #endif  // LORN_TOOLS_LORN_COMMANDS_H_

@@ -57,6 +57,9 @@ const char kCommonOptions[] =
     "                     a system folder: not the user's, or under /usr, /etc,\n"
     "                     /opt, /var/lib, ...]\n"
     "  --sidecar-beside   beside the table even in a system folder\n"
+    "  --wait SECONDS     wait so long for a table or sidecar that another\n"
+    "                     process has locked (being indexed, rewritten), trying\n"
+    "                     again every 50 ms; 0 fails at once [default: 5]\n"
     "  -q, --quiet        no progress\n"
     "  --progress         progress on standard error even when it is no terminal\n"
     "  -h, --help         this text\n"
@@ -70,7 +73,7 @@ const char kCommonOptions[] =
 const CCommand* const kCommands[] = {
     &g_cmdInfo,   &g_cmdIndex,   &g_cmdQuery,     &g_cmdValues, &g_cmdRows,
     &g_cmdCell,   &g_cmdCompact, &g_cmdUncompact, &g_cmdCrypt,  &g_cmdDecrypt,
-    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,   &g_cmdImport,
+    &g_cmdDelete, &g_cmdDrop,    &g_cmdSidecar,   &g_cmdImport, &g_cmdCheck,
 };
 
 void PrintMainUsage(FILE* pFile) {

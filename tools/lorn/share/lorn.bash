@@ -31,7 +31,7 @@ _lorn() {
     if [ -z "$command" ]; then
       case ${words[i]} in
         --sep | --range-open | --range-close | --range-sep | --value-sep | --any | --locale | \
-          --catalog-dir | --sidecar-dir) ((i++)) ;;
+          --catalog-dir | --sidecar-dir | --wait) ((i++)) ;;
         -*) ;;
         *) command=${words[i]} ;;
       esac
@@ -53,7 +53,7 @@ _lorn() {
         COMPREPLY=($(compgen -d -- "$cur"))
         return
         ;;
-      --sep | --range-open | --range-close | --range-sep | --value-sep | --any | --locale)
+      --sep | --range-open | --range-close | --range-sep | --value-sep | --any | --locale | --wait)
         return
         ;;
     esac
