@@ -236,8 +236,12 @@ short ReadLineInto(CCatStd& table, CSink& sink, DWORD nMaxBytes, CFile* pOut) {
       if (stop.m_abStop[b]) {
         bLineEnd = IsLineEnd(b);
         if (pOut == nullptr) {
+          // The cell is the NUL-terminated text from its start: a byte that
+          // unscrambles to NUL, or a NUL trail byte, cuts it there.
           pBuf[nCur] = 0;
-          sink.Store(nCells, pBuf + nCellStart, nCur - nCellStart);
+          const char* pszCell = reinterpret_cast<const char*>(pBuf + nCellStart);
+          sink.Store(nCells, pBuf + nCellStart,
+                     static_cast<UINT>(strnlen(pszCell, nCur - nCellStart)));
         }
         ++nCells;
         nCellStart = nCur + 1;

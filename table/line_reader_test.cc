@@ -25,7 +25,10 @@ Lines ReadAll(const std::string& strPath, std::vector<DWORD>* pOffsets = nullptr
   Lines lines;
   CStringArray arCells;
   for (DWORD nPos = 0; table.ReadLine(arCells, 0, nullptr) > 0; nPos = table.m_nFilePos) {
-    lines.emplace_back(arCells.GetData(), arCells.GetData() + arCells.GetSize());
+    std::vector<std::string>& line = lines.emplace_back();
+    for (int nCell = 0; nCell < arCells.GetSize(); ++nCell) {
+      line.emplace_back(arCells[nCell].GetString(), arCells[nCell].GetLength());
+    }
     if (pOffsets != nullptr) {
       pOffsets->push_back(nPos);
     }
@@ -120,6 +123,10 @@ TEST(LineReader, ScrambledLines) {
   const Lines lines = ReadAll(dir.File("t.sdc"), nullptr, TRUE);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[1], std::vector<std::string>{strLine1.substr(0, 42)});  // key 12
+
+  // A byte stored as 0xFF at key 1 unscrambles to NUL and cuts its cell.
+  WriteFile(dir.File("nul.sdc"), "@\xFF" "A\tB\xFF\tC\n");
+  EXPECT_EQ(ReadAll(dir.File("nul.sdc"), nullptr, TRUE), (Lines{{"A", "C", "D"}}));
 
   // Copying a TXT file out scrambles it; copying that back unscrambles it,
   // the bytes of an unended last line included.
