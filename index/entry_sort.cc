@@ -160,40 +160,65 @@ bool RealNeighboursApart(const BYTE* pSorted, DWORD nLen, WORD nSize) {
   return true;
 }
 
-// Moves the monitor over nShare points as work units are done; the position
-// only grows and reaches the start plus nShare with the last unit.
-class CSortProgress {
+// The monitor's positions during one sort, the same whichever way the
+// entries are really ordered. A zone that fits the shared line buffer moves
+// the position up by a third of the share three times, whatever its entries.
+// A larger zone counts as sorted by insertion on file: each entry that
+// arrives below the last entry kept in place sets the position to the start
+// plus its number divided by count / share (by count when the share is 0).
+// Nothing here limits the position to 100.
+class CSortPositions {
  public:
-  CSortProgress(CProgressMonitor* pMonitor, WORD nShare, ULONGLONG nTotal)
-      : m_pMonitor(nShare != 0 && nTotal != 0 ? pMonitor : nullptr),
+  CSortPositions(CProgressMonitor* pMonitor, WORD nShare, DWORD nCount, WORD nEntrySize,
+                 PFN_COMPARE pfnCompare)
+      : m_pMonitor(pMonitor),
         m_nShare(nShare),
-        m_nTotal(nTotal) {
-    if (m_pMonitor != nullptr) {
+        m_bInMemory(nCount <= LINE_BUFFER_SIZE / nEntrySize),
+        m_nEntrySize(nEntrySize),
+        m_pfnCompare(pfnCompare) {
+    if (m_pMonitor != nullptr && !m_bInMemory) {
       m_nStart = m_pMonitor->GetPos();
-      m_nLast = m_nStart;
+      m_dRatio = nShare != 0 ? static_cast<double>(nCount) / nShare : 1.0;
+      m_abLast.resize(nEntrySize);
     }
   }
 
-  void Advance(ULONGLONG nDone) {
-    if (m_pMonitor == nullptr) {
+  // The entries of the source, nLen of them, in their order of arrival and
+  // following those given before.
+  void Arrive(const BYTE* pEntries, DWORD nLen) {
+    if (m_pMonitor == nullptr || m_bInMemory) {
       return;
     }
-    m_nDone += nDone;
-    ULONGLONG nDoneNow = std::min(m_nDone, m_nTotal);
-    DWORD nPos = m_nStart + static_cast<DWORD>(nDoneNow * m_nShare / m_nTotal);
-    if (nPos > m_nLast) {
-      m_nLast = nPos;
-      m_pMonitor->SetPos(static_cast<WORD>(nPos));
+    for (DWORD n = 0; n < nLen; ++n, ++m_nArrived) {
+      const BYTE* pEntry = pEntries + static_cast<size_t>(n) * m_nEntrySize;
+      if (m_nArrived > 0 && CompareSign16(m_pfnCompare(m_abLast.data(), pEntry)) > 0) {
+        m_pMonitor->SetPos(static_cast<WORD>(m_nStart + static_cast<DWORD>(m_nArrived / m_dRatio)));
+      } else {
+        std::memcpy(m_abLast.data(), pEntry, m_nEntrySize);
+      }
+    }
+  }
+
+  // The sort is over.
+  void Done() {
+    if (m_pMonitor == nullptr || !m_bInMemory) {
+      return;
+    }
+    for (int nStep = 0; nStep < 3; ++nStep) {
+      m_pMonitor->SetPos(static_cast<WORD>(m_pMonitor->GetPos() + m_nShare / 3));
     }
   }
 
  private:
   CProgressMonitor* m_pMonitor;
   WORD m_nShare;
-  ULONGLONG m_nTotal;
-  ULONGLONG m_nDone = 0;
-  DWORD m_nStart = 0;
-  DWORD m_nLast = 0;
+  bool m_bInMemory;
+  WORD m_nEntrySize;
+  PFN_COMPARE m_pfnCompare;
+  WORD m_nStart = 0;
+  double m_dRatio = 1.0;
+  DWORD m_nArrived = 0;
+  std::vector<BYTE> m_abLast;
 };
 
 // The private file between two merge passes; closed and removed with the
@@ -234,16 +259,14 @@ class CScratchFile {
 };
 
 // Collects entries and writes them to a file in blocks of at most
-// SORT_OUT_BUFFER_SIZE bytes (one entry at least), advancing the progress
-// by the entries of each block.
+// SORT_OUT_BUFFER_SIZE bytes (one entry at least).
 class COutBuffer {
  public:
-  COutBuffer(CFile* pFile, WORD nEntrySize, CSortProgress& progress)
+  COutBuffer(CFile* pFile, WORD nEntrySize)
       : m_pFile(pFile),
         m_nEntrySize(nEntrySize),
         m_nBlockEntries(std::max<DWORD>(SORT_OUT_BUFFER_SIZE / nEntrySize, 1)),
-        m_abData(static_cast<size_t>(m_nBlockEntries) * nEntrySize),
-        m_progress(progress) {}
+        m_abData(static_cast<size_t>(m_nBlockEntries) * nEntrySize) {}
 
   void Put(const BYTE* pEntry) {
     if (m_nUsed + m_nEntrySize > m_abData.size()) {
@@ -260,7 +283,6 @@ class COutBuffer {
     while (nCount > 0) {
       const DWORD nLen = std::min(nCount, m_nBlockEntries);
       m_pFile->Write(pEntries, nLen * m_nEntrySize);
-      m_progress.Advance(nLen);
       pEntries += static_cast<size_t>(nLen) * m_nEntrySize;
       nCount -= nLen;
     }
@@ -271,7 +293,6 @@ class COutBuffer {
       return;
     }
     m_pFile->Write(m_abData.data(), static_cast<UINT>(m_nUsed));
-    m_progress.Advance(m_nUsed / m_nEntrySize);
     m_nUsed = 0;
   }
 
@@ -281,7 +302,6 @@ class COutBuffer {
   DWORD m_nBlockEntries;
   std::vector<BYTE> m_abData;
   size_t m_nUsed = 0;
-  CSortProgress& m_progress;
 };
 
 // One input run of a merge: a slice of the run buffer refilled from the file.
@@ -320,20 +340,14 @@ class CEntrySorter {
     m_nWays = std::min<DWORD>(SORT_MAX_WAYS, std::max<DWORD>(m_nRunEntries - 1, 2));
   }
 
-  BOOL Sort(CProgressMonitor* pMonitor, WORD nShare) {
+  BOOL Sort(CSortPositions& positions) {
     DWORD nRuns = (m_nCount + m_nRunEntries - 1) / m_nRunEntries;
     DWORD nPasses = 0;
     for (DWORD n = nRuns; n > 1; n = (n + m_nWays - 1) / m_nWays) {
       ++nPasses;
     }
-    // Work units: every entry once per pass over the data; a sort in memory
-    // counts reading, ordering and writing.
-    ULONGLONG nTotal =
-        nPasses == 0 ? 3ULL * m_nCount : static_cast<ULONGLONG>(m_nCount) * (1 + nPasses);
-    CSortProgress progress(pMonitor, nShare, nTotal);
     m_pRun.reset(new BYTE[static_cast<size_t>(m_nRunEntries) * m_nEntrySize]);
     if (CopyIfInOrder()) {
-      progress.Advance(nTotal);
       return TRUE;
     }
 
@@ -341,13 +355,12 @@ class CEntrySorter {
       if (!LoadRun(0, m_nCount)) {
         return FALSE;
       }
-      progress.Advance(m_nCount);
+      positions.Arrive(m_pRun.get(), m_nCount);
       const BYTE* pSorted = nullptr;
       if (!OrderRun(0, m_nCount, pSorted)) {
         return FALSE;
       }
-      progress.Advance(m_nCount);
-      COutBuffer out(m_pDest, m_nEntrySize, progress);
+      COutBuffer out(m_pDest, m_nEntrySize);
       WriteRun(pSorted, m_nCount, out);
       return TRUE;
     }
@@ -358,12 +371,13 @@ class CEntrySorter {
       if (!LoadRun(nFirst, nLen)) {
         return FALSE;
       }
+      positions.Arrive(m_pRun.get(), nLen);
       const BYTE* pSorted = nullptr;
       if (!OrderRun(nFirst, nLen, pSorted)) {
         return FALSE;
       }
       m_pSrc->Seek(static_cast<LONGLONG>(nFirst * m_nEntrySize), CFile::begin);
-      COutBuffer out(m_pSrc, m_nEntrySize, progress);
+      COutBuffer out(m_pSrc, m_nEntrySize);
       WriteRun(pSorted, nLen, out);
     }
     // The merge needs the run buffer only.
@@ -382,7 +396,7 @@ class CEntrySorter {
         }
         pOut->Seek(0, CFile::begin);
       }
-      COutBuffer out(pOut, m_nEntrySize, progress);
+      COutBuffer out(pOut, m_nEntrySize);
       if (!MergePass(pIn, nRunLen, out)) {
         return FALSE;
       }
@@ -802,9 +816,13 @@ BOOL SortEntries(CFile* pSrc, DWORD nCount, WORD nEntrySize, PFN_COMPARE pfnComp
   if (pSrc == nullptr || pDest == nullptr || pfnCompareEntries == nullptr || nEntrySize == 0) {
     return FALSE;
   }
-  if (nCount == 0) {
-    return TRUE;
+  CSortPositions positions(pMonitor, nShare, nCount, nEntrySize, pfnCompareEntries);
+  if (nCount != 0) {
+    CEntrySorter sorter(pSrc, nCount, nEntrySize, pfnCompareEntries, pDest, nRunBytes);
+    if (!sorter.Sort(positions)) {
+      return FALSE;
+    }
   }
-  CEntrySorter sorter(pSrc, nCount, nEntrySize, pfnCompareEntries, pDest, nRunBytes);
-  return sorter.Sort(pMonitor, nShare);
+  positions.Done();
+  return TRUE;
 }

@@ -39,9 +39,10 @@ constexpr DWORD SORT_OUT_BUFFER_SIZE = 65536;
 // afterwards; pDest must be another file.
 //
 // Memory: at most nRunBytes for the entries of a run, at most as much for
-// its work area, and the output buffer. Progress: with pMonitor, the position moves from
-// where it stands by up to nShare points, never backward, and stands at the
-// start plus nShare when the sort succeeds.
+// its work area, and the output buffer. Progress, with pMonitor: a zone that fits the line
+// buffer moves the position up by nShare / 3 three times when the sort succeeds; a larger
+// one sets it, for each entry i that arrives below the last entry left in place, to the
+// start plus i / (nCount / nShare) (i itself when nShare is 0), as a sort by insertion does.
 //
 // FALSE when pSrc holds fewer than nCount entries or the temporary file
 // cannot be made; pDest may then have received part of the entries.

@@ -135,9 +135,9 @@ TEST(IndexBuild, SortMergesInSeveralPassesWithProgress) {
   ASSERT_TRUE(SortEntries(&source, 5000, 12, CompareRealEntry, &dest, &monitor, 25, 120));
   EXPECT_EQ(tmp.CountSdx(), 0);
   EXPECT_TRUE(fnSorted() == std::accumulate(arWant.begin(), arWant.end(), std::string()));
-  EXPECT_GT(monitor.m_arPositions.size(), 3u);
-  EXPECT_TRUE(std::is_sorted(monitor.m_arPositions.begin(), monitor.m_arPositions.end()));
-  EXPECT_EQ(monitor.m_arPositions.back(), 65);
+  // 5,000 entries of 12 bytes fit the line buffer: three thirds of 25,
+  // however many passes the merge took.
+  EXPECT_EQ(monitor.m_arPositions, (std::vector<WORD>{40, 48, 56, 64}));
 
   // Entries already in order are copied; with the first one moved to the
   // end, the sort writes over what was copied.
@@ -261,9 +261,31 @@ TEST(IndexBuild, ProgressAndFailedSort) {
   }
   ASSERT_TRUE(index.EndBuild());
   EXPECT_EQ(g_nSortShare, 30);
-  EXPECT_TRUE(std::is_sorted(monitor.m_arPositions.begin(), monitor.m_arPositions.end()));
-  EXPECT_EQ(monitor.m_arPositions.back(), 50 + 15 + 7 + 7);
+  EXPECT_EQ(monitor.m_arPositions, (std::vector<WORD>{50, 55, 60, 65, 67, 69, 71, 73, 75, 77}));
   EXPECT_TRUE(monitor.m_arErrors.empty());
+
+  // 8,000 Long entries are more than the line buffer holds: one position for
+  // each entry below the last one left in place (rows 4,000 and 7,999; row
+  // 4,001 equals it), at the start plus its number / (count / share). With
+  // no share, the number itself: nothing holds the position at 100.
+  for (auto [nShare, arWant] : {std::pair{WORD{8}, std::vector<WORD>{44, 47}},
+                                std::pair{WORD{0}, std::vector<WORD>{4040, 8039}}}) {
+    CFile source;
+    CFile dest;
+    ASSERT_TRUE(
+        source.Open((tmp.Path() + "/src").c_str(), CFile::modeCreate | CFile::modeReadWrite));
+    ASSERT_TRUE(dest.Open((tmp.Path() + "/dst").c_str(), CFile::modeCreate | CFile::modeReadWrite));
+    for (LONG nRow = 0; nRow < 8000; ++nRow) {
+      BYTE abKey[4];
+      PutLong(abKey, nRow == 4000 || nRow == 7999 ? -1 : nRow == 4001 ? 3999 : nRow);
+      const std::string strEntry = Entry(nRow, std::string(abKey, abKey + 4));
+      source.Write(strEntry.data(), 8);
+    }
+    monitor.SetPos(40);
+    monitor.m_arPositions.clear();
+    ASSERT_TRUE(SortEntries(&source, 8000, 8, CompareLongEntry, &dest, &monitor, nShare));
+    EXPECT_EQ(monitor.m_arPositions, arWant) << nShare;
+  }
 
   // A zone file that lost its first block can't be sorted: message 9, the
   // build fails and the object addresses no index.

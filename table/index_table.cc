@@ -59,14 +59,13 @@ class CBuildList {
 };
 
 // Position after nRow rows of the index pass: one point per dRate rows from
-// nBase on, held within the pass's share, so that the sorting that follows
-// never has to go back when the file has more rows than counted.
-WORD PassPosition(DWORD nRow, WORD nBase, WORD nShare, double dRate) {
+// nBase on. A file that grew behind its row count takes the position past
+// the pass's share, and past 100; the monitor takes what it gets.
+WORD PassPosition(DWORD nRow, WORD nBase, double dRate) {
   if (dRate == 0.0) {
     return nBase;
   }
-  const double dPoints = std::min(nRow / dRate, static_cast<double>(nShare));
-  return static_cast<WORD>(nBase + static_cast<WORD>(dPoints));
+  return static_cast<WORD>(nBase + static_cast<DWORD>(nRow / dRate));
 }
 
 // Every column has a type and every text column a key size.
@@ -107,7 +106,7 @@ BOOL AddCell(CIndex* pIndex, DWORD nRow, BYTE nKind, const CStringArray& arValue
 // number of rows read in nRow; FALSE when an index refused an entry, in which
 // case the pass ended with that row.
 BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgressMonitor* pMonitor,
-              WORD nBase, WORD nShare, double dRate, DWORD& nRow) {
+              WORD nBase, double dRate, DWORD& nRow) {
   const INT_PTR nCols = table.m_arColNames.GetSize();
   // The cells stay in the line buffer; only those that may be lists or
   // ranges are split into copies.
@@ -158,7 +157,7 @@ BOOL PassRows(CCatStd& table, const CBuildList& builds, BOOL bWriteRows, CProgre
     ++nRow;
     writer.Add(nRowPos);
     if (pMonitor != nullptr) {
-      pMonitor->SetPos(PassPosition(nRow, nBase, nShare, dRate));
+      pMonitor->SetPos(PassPosition(nRow, nBase, dRate));
     }
     if (!bOK) {
       break;
@@ -234,14 +233,12 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   }
 
   WORD nBase = 0;
-  WORD nShare = POS_PASS_SHARE_KNOWN;
   double dRate = 0.0;
   if (pMonitor != nullptr) {
     if (bKnown) {
       dRate = table.m_nRows / static_cast<double>(POS_PASS_SHARE_KNOWN);
     } else {
       nBase = POS_SCANNED;
-      nShare = POS_PASS_SHARE_SCANNED;
       dRate = table.m_nRows / static_cast<double>(POS_PASS_SHARE_SCANNED);
     }
     MonitorStep(pMonitor, MSG_INDEX_SCAN_CELLS);
@@ -265,16 +262,13 @@ RunEnd RunIndexing(CCatStd& table, CProgressMonitor* pMonitor) {
   BOOL bAllSorted = TRUE;
   DWORD nRow = 0;
   if (bPass) {
-    bOK = PassRows(table, builds, bWriteRows, pMonitor, nBase, nShare, dRate, nRow);
+    bOK = PassRows(table, builds, bWriteRows, pMonitor, nBase, dRate, nRow);
   }
   if (!builds.m_arEntries.empty()) {
     bAllSorted = FinishBuilds(table, builds, bOK, pMonitor);
   }
 
   if (pMonitor != nullptr) {
-    if (pMonitor->GetPos() < POS_END) {
-      pMonitor->SetPos(POS_END);
-    }
     pMonitor->End();
   }
   if (!bOK) {

@@ -125,7 +125,9 @@ TEST(LineReader, ScrambledLines) {
   EXPECT_EQ(lines[1], std::vector<std::string>{strLine1.substr(0, 42)});  // key 12
 
   // A byte stored as 0xFF at key 1 unscrambles to NUL and cuts its cell.
-  WriteFile(dir.File("nul.sdc"), "@\xFF" "A\tB\xFF\tC\n");
+  WriteFile(dir.File("nul.sdc"),
+            "@\xFF"
+            "A\tB\xFF\tC\n");
   EXPECT_EQ(ReadAll(dir.File("nul.sdc"), nullptr, TRUE), (Lines{{"A", "C", "D"}}));
 
   // Copying a TXT file out scrambles it; copying that back unscrambles it,
