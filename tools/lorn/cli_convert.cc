@@ -96,7 +96,15 @@ int ConvertTable(CCliContext& /*context*/, const std::vector<std::string>& args,
   if (twin.Existed() && !list.Has("--force")) {
     throw CCliError(Format("%s exists; give --force to replace it", strTwin.c_str()));
   }
-  table.CryptTable(bCrypt ? TRUE : FALSE);
+  // Another process that holds the table (a compaction, a deletion) makes
+  // the conversion wait its turn, as the other rewrites do.
+  RetryRewrite(
+      table, strPath,
+      [&] {
+        table.CryptTable(bCrypt ? TRUE : FALSE);
+        return twin.Written() ? TRUE : FALSE;
+      },
+      false);
   struct stat source {};
   struct stat target {};
   if (!twin.Written() || stat(strTwin.c_str(), &target) != 0 ||
