@@ -33,7 +33,7 @@ namespace CCellRange {}
 namespace CreateCell {}
 namespace FindInFile {}
 namespace CEntryCache {}
-namespace MakeTempFile {}
+namespace OpenTempFile {}
 namespace GetTimeZoneBias {}
 namespace g_pBuildBuffer {}
 namespace g_strLocaleName {}

@@ -132,7 +132,7 @@ class CIndex : public CObject {
   PFN_COMPARE m_pfnMatch;
   BOOL m_bBuilding;
   CObArray m_arTempFiles;  // CFile per zone during a build
-  CStringArray m_arTempNames;
+  CStringArray m_arTempNames;  // empty: the temporary files have no name
   CByteArray m_arZoneSorted;  // zones 1 to 3: nothing added since the last sort
   CEntryCache* m_pCache;      // read-ahead window on the sidecar; owned
   // Rows of the table whose sidecar held this index when it was read; no

@@ -221,33 +221,17 @@ class CSortPositions {
   std::vector<BYTE> m_abLast;
 };
 
-// The private file between two merge passes; closed and removed with the
-// object.
+// The private file between two merge passes, without a name: it goes with
+// the object, or with the process.
 class CScratchFile {
  public:
   CScratchFile() = default;
-  ~CScratchFile() {
-    m_file.Abort();
-    if (!m_strPath.IsEmpty()) {
-      try {
-        CFile::Remove(m_strPath);
-      } catch (const CFileException&) {
-        // Already gone: nothing to clean.
-      }
-    }
-  }
   CScratchFile(const CScratchFile&) = delete;
   CScratchFile& operator=(const CScratchFile&) = delete;
 
   // The open file, made on first use; null when it cannot be made.
   CFile* Get() {
-    if (m_file.IsOpen()) {
-      return &m_file;
-    }
-    if (m_strPath.IsEmpty() && !MakeTempFile("sdx", m_strPath)) {
-      return nullptr;
-    }
-    if (!m_file.Open(m_strPath, CFile::modeReadWrite | CFile::modeCreate | CFile::shareExclusive)) {
+    if (!m_file.IsOpen() && !OpenTempFile("sdx", m_file)) {
       return nullptr;
     }
     return &m_file;
@@ -255,7 +239,6 @@ class CScratchFile {
 
  private:
   CFile m_file;
-  CString m_strPath;
 };
 
 // Collects entries and writes them to a file in blocks of at most

@@ -150,22 +150,12 @@ CZoneFile* GetTempFile(CIndex& index, int nZone) {
   if (pZone != nullptr) {
     return pZone;
   }
-  CString strPath;
-  if (!MakeTempFile("sdx", strPath)) {
-    return nullptr;
-  }
   pZone = new CZoneFile;
-  if (!pZone->Open(strPath, CFile::modeReadWrite | CFile::modeCreate | CFile::shareExclusive)) {
+  if (!OpenTempFile("sdx", *pZone)) {
     delete pZone;
-    try {
-      CFile::Remove(strPath);
-    } catch (const CFileException&) {
-      // The name was never ours to keep.
-    }
     return nullptr;
   }
   index.m_arTempFiles.SetAt(nZone, pZone);
-  index.m_arTempNames.SetAt(nZone, strPath);
   return pZone;
 }
 
@@ -219,13 +209,8 @@ void FreeBuild(CIndex& index) {
     if (pZone == nullptr) {
       continue;
     }
-    delete pZone;  // closes the file
+    delete pZone;  // closes the file, which has no name: it is gone
     index.m_arTempFiles.SetAt(nZone, nullptr);
-    try {
-      CFile::Remove(index.m_arTempNames.GetAt(nZone));
-    } catch (const CFileException&) {
-      // Already gone.
-    }
   }
   index.m_arTempFiles.RemoveAll();
   index.m_arTempNames.RemoveAll();

@@ -1,6 +1,8 @@
 // Helpers of an index build, shared inside the index subsystem. An open
 // build keeps one temporary file per zone, made on the zone's first entry,
-// in m_arTempFiles (place i for zone i) with its name in m_arTempNames.
+// in m_arTempFiles (place i for zone i). The files have no name (see
+// OpenTempFile), so m_arTempNames keeps its places empty, and nothing of a
+// build outlives the process.
 #ifndef LORN_INDEX_INDEX_BUILD_H_
 #define LORN_INDEX_INDEX_BUILD_H_
 

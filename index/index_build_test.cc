@@ -270,11 +270,11 @@ TEST(IndexBuild, ProgressAndFailedSort) {
   // no share, the number itself: nothing holds the position at 100.
   for (auto [nShare, arWant] : {std::pair{WORD{8}, std::vector<WORD>{44, 47}},
                                 std::pair{WORD{0}, std::vector<WORD>{4040, 8039}}}) {
+    lorn_test::TempDir dir;
     CFile source;
     CFile dest;
-    ASSERT_TRUE(
-        source.Open((tmp.Path() + "/src").c_str(), CFile::modeCreate | CFile::modeReadWrite));
-    ASSERT_TRUE(dest.Open((tmp.Path() + "/dst").c_str(), CFile::modeCreate | CFile::modeReadWrite));
+    ASSERT_TRUE(source.Open(dir.File("src").c_str(), CFile::modeCreate | CFile::modeReadWrite));
+    ASSERT_TRUE(dest.Open(dir.File("dst").c_str(), CFile::modeCreate | CFile::modeReadWrite));
     for (LONG nRow = 0; nRow < 8000; ++nRow) {
       BYTE abKey[4];
       PutLong(abKey, nRow == 4000 || nRow == 7999 ? -1 : nRow == 4001 ? 3999 : nRow);

@@ -3,10 +3,10 @@
 #ifndef LORN_INDEX_INDEX_TEST_UTIL_H_
 #define LORN_INDEX_INDEX_TEST_UTIL_H_
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -56,17 +56,23 @@ class CPrivateTmp {
     }
   }
   const std::string& Path() const { return m_dir.path(); }
-  // The files whose name starts with "sdx".
+  // The temporary files of builds: those without a name that this process
+  // holds open in the private directory, by their descriptor's path, and
+  // those that stand there by a name that starts with "sdx".
   std::vector<std::string> SdxPaths() const {
     std::vector<std::string> arPaths;
-    DIR* pDir = opendir(m_dir.path().c_str());
-    while (dirent* pEntry = pDir != nullptr ? readdir(pDir) : nullptr) {
-      if (std::string(pEntry->d_name).rfind("sdx", 0) == 0) {
-        arPaths.push_back(m_dir.File(pEntry->d_name));
+    const std::string strDir = m_dir.path() + "/";
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code error;
+      const std::string strTarget = std::filesystem::read_symlink(entry.path(), error).string();
+      if (!error && strTarget.rfind(strDir, 0) == 0 && strTarget.ends_with(" (deleted)")) {
+        arPaths.push_back(entry.path().string());
       }
     }
-    if (pDir != nullptr) {
-      closedir(pDir);
+    for (const auto& entry : std::filesystem::directory_iterator(m_dir.path())) {
+      if (entry.path().filename().string().rfind("sdx", 0) == 0) {
+        arPaths.push_back(entry.path().string());
+      }
     }
     return arPaths;
   }

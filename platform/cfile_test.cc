@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -238,23 +239,24 @@ TEST(CFile, StatusRenameRemove) {
   EXPECT_THROW(CFile::Remove(dir.path().c_str()), CFileException);
 }
 
-TEST(TempFile, UniquePrivateAndPrefixed) {
+TEST(TempFile, PrivateAndWithoutAName) {
   TempDir dir;
   ScopedEnv tmpdir("TMPDIR", (dir.path() + "/").c_str());
-  CString strFirst, strSecond;
-  ASSERT_TRUE(MakeTempFile("sdx", strFirst));
-  ASSERT_TRUE(MakeTempFile("sdx", strSecond));
-  EXPECT_NE(strFirst, strSecond);
-  for (const CString& str : {strFirst, strSecond}) {
-    EXPECT_EQ(0, std::string(str).rfind(dir.path() + "/sdx", 0)) << str.GetString();
-    EXPECT_EQ(0600u, ModeOf(std::string(str)));
-    EXPECT_EQ("", ReadFile(std::string(str)));
-    CFile::Remove(str);
-    EXPECT_FALSE(Exists(std::string(str)));
-  }
+  CFile first, second;
+  ASSERT_TRUE(OpenTempFile("sdx", first));
+  ASSERT_TRUE(OpenTempFile("sdx", second));
+  first.Write("abc", 3);
+  first.SeekToBegin();
+  char szText[4] = {};
+  EXPECT_EQ(first.Read(szText, 3), 3u);
+  EXPECT_STREQ(szText, "abc");
+  EXPECT_EQ(second.GetLength(), 0u);  // two files, not one
+  EXPECT_EQ(std::string(first.GetFilePath()), dir.path() + "/sdx");
+  // Nothing in the directory, while the files are open or after.
+  EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
   ScopedEnv missing("TMPDIR", dir.File("none").c_str());
-  EXPECT_FALSE(MakeTempFile("sdx", strFirst));
-  EXPECT_TRUE(strFirst.IsEmpty());
+  EXPECT_FALSE(OpenTempFile("sdx", first));
+  EXPECT_FALSE(first.IsOpen());
 }
 
 TEST(TimeZone, BiasIsStandardTimeWestOfUtc) {

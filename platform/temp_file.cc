@@ -1,39 +1,59 @@
 #include "platform/temp_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 
-BOOL MakeTempFile(const char* pszPrefix, CString& strPath) {
-  strPath.Empty();
+namespace {
+
+constexpr mode_t PRIVATE_MODE = 0600;
+
+// $TMPDIR, or /tmp, as an absolute path without a trailing slash: a relative
+// one would stop working once the process changes its directory.
+std::string TempDirectory() {
   const char* pszDir = std::getenv("TMPDIR");
-  std::string strTemplate = (pszDir != nullptr && *pszDir != '\0') ? pszDir : "/tmp";
-  while (strTemplate.size() > 1 && strTemplate.back() == '/') {
-    strTemplate.pop_back();
-  }
-  if (strTemplate.empty() || strTemplate[0] != '/') {
-    // A relative directory would give a name that stops working once the
-    // process changes its directory.
+  std::string strDir = (pszDir != nullptr && *pszDir != '\0') ? pszDir : "/tmp";
+  if (strDir[0] != '/') {
     char* pszCwd = ::getcwd(nullptr, 0);
     if (pszCwd == nullptr) {
-      return FALSE;
+      return std::string();
     }
-    strTemplate = std::string(pszCwd) + "/" + strTemplate;
+    strDir = std::string(pszCwd) + "/" + strDir;
     std::free(pszCwd);
   }
-  if (strTemplate.back() != '/') {
-    strTemplate += '/';
+  while (strDir.size() > 1 && strDir.back() == '/') {
+    strDir.pop_back();
   }
-  strTemplate += pszPrefix != nullptr ? pszPrefix : "";
-  strTemplate += "XXXXXX";
-  // mkstemp creates the file with mode 0600 and O_EXCL, so the name is ours.
-  int fd = ::mkstemp(strTemplate.data());
+  return strDir;
+}
+
+}  // namespace
+
+BOOL OpenTempFile(const char* pszPrefix, CFile& file) {
+  file.Abort();
+  const std::string strDir = TempDirectory();
+  if (strDir.empty()) {
+    return FALSE;
+  }
+  std::string strName =
+      (strDir == "/" ? "" : strDir) + "/" + (pszPrefix != nullptr ? pszPrefix : "");
+  int fd = ::open(strDir.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, PRIVATE_MODE);
+  if (fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    // The file system makes no file without a name: a private name, made
+    // exclusively, removed at once.
+    std::string strTemplate = strName + "XXXXXX";
+    fd = ::mkostemp(strTemplate.data(), O_CLOEXEC);
+    if (fd >= 0) {
+      (void)::unlink(strTemplate.c_str());
+    }
+  }
   if (fd < 0) {
     return FALSE;
   }
-  (void)::close(fd);
-  strPath = strTemplate.c_str();
+  file.Attach(fd, strName.c_str());
   return TRUE;
 }

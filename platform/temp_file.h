@@ -2,16 +2,17 @@
 #ifndef LORN_PLATFORM_TEMP_FILE_H_
 #define LORN_PLATFORM_TEMP_FILE_H_
 
-#include "platform/cstring.h"
+#include "platform/cfile.h"
 #include "platform/lorn_export.h"
 #include "platform/types.h"
 
-// Makes a new, empty file that only its owner may read and write (0600),
-// named pszPrefix followed by six unique characters, in $TMPDIR or, when
-// that is unset or empty, /tmp. The file exists but is not open; strPath
-// receives its absolute path, by which the caller opens and later removes
-// it. FALSE, with strPath emptied, when no file could be made (no such
-// directory, no room, no permission).
-LORN_INTERNAL BOOL MakeTempFile(const char* pszPrefix, CString& strPath);
+// Opens a new, empty file for reading and writing in $TMPDIR or, when that
+// is unset or empty, /tmp. The file has no name from the start (or loses it
+// at once where the file system cannot make a file without one), so that
+// only this process reaches it and it vanishes when the object closes it,
+// also when the process is killed. Exceptions of the object name it
+// pszPrefix in that directory. FALSE, with the object closed, when no file
+// could be made (no such directory, no room, no permission).
+LORN_INTERNAL BOOL OpenTempFile(const char* pszPrefix, CFile& file);
 
 #endif  // LORN_PLATFORM_TEMP_FILE_H_
