@@ -20,6 +20,7 @@ namespace {
 
 using lorn_test::Exists;
 using lorn_test::ReadFile;
+using lorn_test::ScopedEnv;
 using lorn_test::TempDir;
 using lorn_test::WriteFile;
 
@@ -49,28 +50,6 @@ mode_t ModeOf(const std::string& strPath) {
   EXPECT_EQ(0, ::stat(strPath.c_str(), &st));
   return st.st_mode & 07777;
 }
-
-// Sets an environment variable for the life of the object.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* pszName, const char* pszValue) : m_strName(pszName) {
-    if (const char* pszOld = std::getenv(pszName)) {
-      m_strOld = pszOld;
-    }
-    ::setenv(pszName, pszValue, 1);
-  }
-  ~ScopedEnv() {
-    if (m_strOld) {
-      ::setenv(m_strName.c_str(), m_strOld->c_str(), 1);
-    } else {
-      ::unsetenv(m_strName.c_str());
-    }
-  }
-
- private:
-  std::string m_strName;
-  std::optional<std::string> m_strOld;
-};
 
 TEST(CFile, ReadWriteSeekAndErrors) {
   TempDir dir;

@@ -305,18 +305,15 @@ TEST(CrashSafety, RunCutAtEveryWriteLeavesNoTornSidecar) {
   // The temporary files of the builds die with the process.
   const std::string strTmp = dir.File("tmp");
   std::filesystem::create_directory(strTmp);
-  const std::string strOldTmp = std::getenv("TMPDIR") != nullptr ? std::getenv("TMPDIR") : "";
-  setenv("TMPDIR", strTmp.c_str(), 1);
+  const ScopedEnv tmpdir("TMPDIR", strTmp.c_str());
 
   // A new sidecar: analysis, row table and four indexes in one run.
   const CExpected fresh{ref.strSide, std::string(), ref.strSide, ref.arAnswers};
-  const int nChanges = CutAtEveryStep(
-      [&] { std::remove(strSidePath.c_str()); }, fnIndex,
-      [&](const std::string& strWhat) {
-        EXPECT_TRUE(std::filesystem::is_empty(strTmp)) << strWhat;
-        CheckRecovers(strPath, strSidePath, fresh, strWhat);
-      });
-  setenv("TMPDIR", strOldTmp.c_str(), 1);
+  const int nChanges = CutAtEveryStep([&] { std::remove(strSidePath.c_str()); }, fnIndex,
+                                      [&](const std::string& strWhat) {
+                                        EXPECT_TRUE(std::filesystem::is_empty(strTmp)) << strWhat;
+                                        CheckRecovers(strPath, strSidePath, fresh, strWhat);
+                                      });
   EXPECT_GT(nChanges, 5);
 
   // Two indexes added to a valid sidecar of two.

@@ -32,7 +32,9 @@ TempDir::~TempDir() {
   std::filesystem::remove_all(path_, ec);
 }
 
-std::string TempDir::File(const std::string& name) const { return path_ + "/" + name; }
+std::string TempDir::File(const std::string& name) const {
+  return path_ + "/" + name;
+}
 
 void WriteFile(const std::string& path, const std::string& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -68,8 +70,24 @@ void SetMTime(const std::string& path, long long seconds) {
 
 long long GetMTime(const std::string& path) {
   struct stat st;
-  if (::stat(path.c_str(), &st) != 0) return -1;
+  if (::stat(path.c_str(), &st) != 0)
+    return -1;
   return static_cast<long long>(st.st_mtime);
+}
+
+ScopedEnv::ScopedEnv(const char* pszName, const char* pszValue) : m_strName(pszName) {
+  if (const char* pszOld = std::getenv(pszName)) {
+    m_strOld = pszOld;
+  }
+  ::setenv(pszName, pszValue, 1);
+}
+
+ScopedEnv::~ScopedEnv() {
+  if (m_strOld) {
+    ::setenv(m_strName.c_str(), m_strOld->c_str(), 1);
+  } else {
+    ::unsetenv(m_strName.c_str());
+  }
 }
 
 }  // namespace lorn_test

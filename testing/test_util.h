@@ -3,6 +3,7 @@
 #ifndef LORN_TESTING_TEST_UTIL_H_
 #define LORN_TESTING_TEST_UTIL_H_
 
+#include <optional>
 #include <string>
 
 namespace lorn_test {
@@ -33,6 +34,20 @@ bool Exists(const std::string& path);
 // Sets the modification time of a file, in seconds since the epoch.
 void SetMTime(const std::string& path, long long seconds);
 long long GetMTime(const std::string& path);
+
+// Sets an environment variable for the life of the object, then gives it
+// back its old value or unsets it.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* pszName, const char* pszValue);
+  ~ScopedEnv();
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::string m_strName;
+  std::optional<std::string> m_strOld;
+};
 
 }  // namespace lorn_test
 

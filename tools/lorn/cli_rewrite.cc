@@ -6,11 +6,14 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "platform/cfile.h"
 #include "platform/exceptions.h"
 #include "tools/lorn/cli_error.h"
+#include "tools/lorn/cli_places.h"
 
 namespace {
 
@@ -87,6 +90,20 @@ bool SameContent(const std::string& strA, const std::string& strB) {
   }
 }
 
+// Copies what is left of fdFrom, from its position, to fdTo at its position.
+bool CopyAll(int fdFrom, int fdTo) {
+  char buffer[65536];
+  while (true) {
+    const ssize_t nRead = ReadSome(fdFrom, buffer, sizeof(buffer));
+    if (nRead <= 0) {
+      return nRead == 0;
+    }
+    if (!WriteAll(fdTo, buffer, static_cast<size_t>(nRead))) {
+      return false;
+    }
+  }
+}
+
 std::string DirectoryOf(const std::string& strPath) {
   size_t nSlash = strPath.rfind('/');
   if (nSlash == std::string::npos) {
@@ -95,9 +112,17 @@ std::string DirectoryOf(const std::string& strPath) {
   return nSlash == 0 ? "/" : strPath.substr(0, nSlash);
 }
 
+// The folder of the file that strPath leads to, links followed.
+std::string RealFolderOf(const std::string& strPath) {
+  char* pszReal = realpath(strPath.c_str(), nullptr);
+  const std::string strReal = pszReal != nullptr ? pszReal : strPath;
+  std::free(pszReal);
+  return DirectoryOf(strReal);
+}
+
 }  // namespace
 
-std::string WhyNotWritable(const std::string& strPath) {
+std::string WhyNotWritable(const std::string& strPath, bool bInPlace) {
   struct stat st {};
   if (stat(strPath.c_str(), &st) != 0) {
     return Format("%s: %s", strPath.c_str(), std::strerror(errno));
@@ -112,8 +137,8 @@ std::string WhyNotWritable(const std::string& strPath) {
       return Format("%s: %s", strPath.c_str(), FileErrorText(error).c_str());
     }
   }
-  std::string strDir = DirectoryOf(strPath);
-  if (access(strDir.c_str(), W_OK) != 0) {
+  const std::string strDir = RealFolderOf(strPath);
+  if (!bInPlace && access(strDir.c_str(), W_OK) != 0) {
     return Format("%s: cannot write working files in %s: %s", strPath.c_str(), strDir.c_str(),
                   std::strerror(errno));
   }
@@ -127,50 +152,45 @@ void RequirePlain(bool bScrambled, const std::string& strPath, const char* pszCo
   }
 }
 
-CRewriteGuard::CRewriteGuard(const std::string& strPath, const std::vector<std::string>& workFiles)
-    : m_strPath(strPath) {
-  for (const std::string& strWork : workFiles) {
-    struct stat st {};
-    if (lstat(strWork.c_str(), &st) == 0) {
-      throw CCliError(
-          Format("%s exists (left by an interrupted run?); the operation would "
-                 "overwrite it: move it away first",
-                 strWork.c_str()));
-    }
-  }
-  m_workFiles = workFiles;
+bool FolderTakesNewFiles(const std::string& strPath) {
+  return access(RealFolderOf(strPath).c_str(), W_OK) == 0;
+}
 
-  CDescriptor source(open(strPath.c_str(), O_RDONLY));
+CRewriteGuard::CRewriteGuard(const std::string& strPath, bool bInPlace) : m_strPath(strPath) {
+  if (!bInPlace) {
+    return;  // the library replaces the file whole
+  }
+  CDescriptor source(open(strPath.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat st {};
   if (source.Get() < 0 || fstat(source.Get(), &st) != 0) {
     throw CCliError(Format("%s: %s", strPath.c_str(), std::strerror(errno)));
   }
-  std::string strDir = DirectoryOf(strPath);
-  size_t nSlash = strPath.rfind('/');
-  std::string strName = nSlash == std::string::npos ? strPath : strPath.substr(nSlash + 1);
-  std::string strTemplate = strDir + "/." + strName + ".lorn-XXXXXX";
-  CDescriptor copy(mkstemp(strTemplate.data()));
-  if (copy.Get() < 0) {
-    throw CCliError(Format("%s: cannot keep a copy of the table in %s: %s", strPath.c_str(),
-                           strDir.c_str(), std::strerror(errno)));
-  }
-  m_strCopy = strTemplate;
-  char buffer[65536];
-  while (true) {
-    ssize_t nRead = ReadSome(source.Get(), buffer, sizeof(buffer));
-    if (nRead == 0) {
-      break;
+  m_mtime = st.st_mtim;
+  const std::string strDir = SidecarCacheDir();
+  std::error_code error;
+  std::filesystem::create_directories(strDir, error);
+  const size_t nSlash = strPath.rfind('/');
+  std::string strCopy = strDir + "/" +
+                        (nSlash == std::string::npos ? strPath : strPath.substr(nSlash + 1)) +
+                        ".lorn-backup-XXXXXX";
+  CDescriptor copy(mkostemp(strCopy.data(), O_CLOEXEC));
+  if (copy.Get() < 0 || !CopyAll(source.Get(), copy.Get()) || fsync(copy.Get()) != 0) {
+    const int nError = errno;
+    if (copy.Get() >= 0) {
+      unlink(strCopy.c_str());
     }
-    if (nRead < 0 || !WriteAll(copy.Get(), buffer, static_cast<size_t>(nRead))) {
-      int nError = errno;
-      unlink(m_strCopy.c_str());
-      throw CCliError(Format("%s: cannot keep a copy of the table: %s", strPath.c_str(),
-                             std::strerror(nError)));
-    }
+    throw CCliError(
+        Format("%s: its folder takes no new file, so the rows move in place; a copy "
+               "to undo a failure cannot be kept in %s: %s",
+               strPath.c_str(), strDir.c_str(), std::strerror(nError)));
   }
-  fchmod(copy.Get(), st.st_mode & 07777);
-  timespec times[2] = {st.st_atim, st.st_mtim};
-  futimens(copy.Get(), times);
+  m_strCopy = strCopy;
+  sigset_t held;
+  sigemptyset(&held);
+  sigaddset(&held, SIGINT);
+  sigaddset(&held, SIGTERM);
+  sigaddset(&held, SIGHUP);
+  pthread_sigmask(SIG_BLOCK, &held, &m_oldMask);
 }
 
 void CRewriteGuard::Commit() {
@@ -178,21 +198,29 @@ void CRewriteGuard::Commit() {
 }
 
 CRewriteGuard::~CRewriteGuard() {
-  if (!m_bCommitted) {
-    if (!SameContent(m_strPath, m_strCopy)) {
-      if (rename(m_strCopy.c_str(), m_strPath.c_str()) == 0) {
-        m_strCopy.clear();
-      } else {
-        std::fprintf(stderr, "lorn: %s could not be restored; its old content is in %s\n",
-                     m_strPath.c_str(), m_strCopy.c_str());
-        m_strCopy.clear();
-      }
-    }
-    for (const std::string& strWork : m_workFiles) {
-      unlink(strWork.c_str());
+  if (m_strCopy.empty()) {
+    return;
+  }
+  bool bKeepCopy = false;
+  if (!m_bCommitted && !SameContent(m_strPath, m_strCopy)) {
+    // The bytes go back into the same file, which keeps its links and mode.
+    CDescriptor table(open(m_strPath.c_str(), O_WRONLY | O_CLOEXEC));
+    CDescriptor copy(open(m_strCopy.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat st {};
+    const timespec times[2] = {{0, UTIME_OMIT}, m_mtime};
+    bKeepCopy = table.Get() < 0 || copy.Get() < 0 || !CopyAll(copy.Get(), table.Get()) ||
+                fstat(copy.Get(), &st) != 0 || ftruncate(table.Get(), st.st_size) != 0 ||
+                fsync(table.Get()) != 0;
+    if (bKeepCopy) {
+      std::fprintf(stderr, "lorn: %s could not be restored; its old content is in %s\n",
+                   m_strPath.c_str(), m_strCopy.c_str());
+    } else {
+      futimens(table.Get(), times);
     }
   }
-  if (!m_strCopy.empty()) {
+  if (!bKeepCopy) {
     unlink(m_strCopy.c_str());
   }
+  // A signal that came meanwhile is delivered now.
+  pthread_sigmask(SIG_SETMASK, &m_oldMask, nullptr);
 }

@@ -1,43 +1,54 @@
-// Safety of the rewriting commands (compact, uncompact, delete): a table is
-// either rewritten whole or left as it was.
+// Safety of lorn delete where the library rewrites in place.
 //
-// Row deletion moves rows down inside the table file, so a failure part way
-// would leave it half done; whatever an operation does inside, CRewriteGuard
-// keeps a copy of the table file beside it while the operation runs and puts
-// it back on failure, with its modification time, so that the sidecar still
-// fits.
+// A rewrite replaces the table file whole, in one step, when its folder
+// takes a new file: then nothing here is needed. Where the folder takes
+// none (a folder the user may not write), DeleteRows moves the rows down
+// inside the file and cuts it, and a failure part way would leave it half
+// done. For that case CRewriteGuard keeps a private copy of the table in the
+// user's cache folder while the deletion runs, writes it back into the same
+// file (same inode, links and mode) when the deletion fails, and holds
+// SIGINT, SIGTERM and SIGHUP until the deletion is over, so that an
+// interrupted command finishes or leaves the table as it was.
 #ifndef LORN_TOOLS_LORN_CLI_REWRITE_H_
 #define LORN_TOOLS_LORN_CLI_REWRITE_H_
+
+#include <signal.h>
+#include <time.h>
 
 #include <string>
 #include <vector>
 
 class CRewriteGuard {
  public:
-  // Refuses (CCliError) when one of the working files exists already, since
-  // the operation would overwrite or trip over it; then copies strPath to a
-  // hidden file in its directory. Working files that the failed operation
-  // leaves behind are removed.
-  CRewriteGuard(const std::string& strPath, const std::vector<std::string>& workFiles);
-  // Without Commit, the destructor restores: the copy takes the table's
-  // place again if the table file changed, and the working files go.
+  // With bInPlace (see FolderTakesNewFiles) keeps the copy, or throws
+  // CCliError when it cannot; without, does nothing.
+  CRewriteGuard(const std::string& strPath, bool bInPlace);
+  // Without Commit, the copy is written back when the table changed.
   ~CRewriteGuard();
   CRewriteGuard(const CRewriteGuard&) = delete;
   CRewriteGuard& operator=(const CRewriteGuard&) = delete;
 
-  // The operation succeeded: the copy is removed.
+  // The deletion succeeded: the copy goes.
   void Commit();
+  // The table is rewritten in place, under this guard's copy.
+  bool InPlace() const { return !m_strCopy.empty(); }
 
  private:
   std::string m_strPath;
   std::string m_strCopy;
-  std::vector<std::string> m_workFiles;
+  struct timespec m_mtime {};  // the table's, given back with its bytes
+  sigset_t m_oldMask{};
   bool m_bCommitted = false;
 };
 
+// Whether the folder of the file that strPath leads to (links followed)
+// takes a new file, so that a rewrite replaces the table whole.
+bool FolderTakesNewFiles(const std::string& strPath);
+
 // Why a table file cannot be rewritten: read-only, locked by another
-// process, or its directory not writable. Empty when nothing is found.
-std::string WhyNotWritable(const std::string& strPath);
+// process, or (unless bInPlace) its folder not writable. Empty when nothing
+// is found.
+std::string WhyNotWritable(const std::string& strPath, bool bInPlace = false);
 
 // Throws CCliError unless the table file is plain (rows of a scrambled file
 // cannot move: each line's scrambling depends on its offset).

@@ -43,10 +43,6 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   for (size_t i = 1; i < list.Positional().size(); ++i) {
     arCols.Add(ResolveColumn(table, strPath, list.Positional()[i], pCodec.get()));
   }
-  CString strTablePath;
-  table.GetPath(strTablePath);
-  CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP"),
-                                SiblingPathOf(strTablePath.GetString(), "~TM")});
   const bool bDone = RetryRewrite(
       table, strPath,
       [&] { return table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr); }, false);
@@ -55,7 +51,6 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
     std::string strWhy = WhyNotWritable(strPath);
     throw CCliError(strWhy.empty() ? strPath + ": compaction failed" : strWhy);
   }
-  guard.Commit();
   return EXIT_OK;
 }
 

@@ -53,11 +53,11 @@ int RunDelete(CCliContext& /*context*/, const std::vector<std::string>& args) {
     }
     arRows.Add(nRow);
   }
-  CRewriteGuard guard(strPath, {});
+  CRewriteGuard guard(strPath, !FolderTakesNewFiles(strPath));
   if (!RetryRewrite(
           table, strPath, [&] { return table.DeleteRows(arRows); }, true)) {
     table.Close();
-    std::string strWhy = WhyNotWritable(strPath);
+    std::string strWhy = WhyNotWritable(strPath, guard.InPlace());
     throw CCliError(strWhy.empty() ? strPath + ": the rows could not be deleted" : strWhy);
   }
   guard.Commit();

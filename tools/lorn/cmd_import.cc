@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/cfile.h"
+#include "platform/exceptions.h"
+#include "table/work_file.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
@@ -219,36 +222,21 @@ std::string ReadAll(const std::string& strPath) {
   return strText;
 }
 
-// Writes strText to strPath through a temporary file beside it, so that a
-// failure leaves no half table.
+// Writes strText to strPath as a rewrite writes a table: a work file
+// without a name until it is complete, then renamed over strPath, so that a
+// failure or a kill leaves neither a half table nor a stray file.
 void WriteTable(const std::string& strPath, const std::string& strText) {
-  std::string strTemp = strPath + ".import-XXXXXX";
-  std::vector<char> name(strTemp.begin(), strTemp.end());
-  name.push_back('\0');
-  int fd = mkstemp(name.data());
-  if (fd < 0) {
-    throw CCliError(
-        Format("%s: cannot write beside it: %s", strPath.c_str(), std::strerror(errno)));
+  CFile file;
+  CWorkFile work(file);
+  CFileException error;
+  if (!work.Create(strPath.c_str(), &error)) {
+    throw CCliError(Format("%s: %s", strPath.c_str(), FileErrorText(error).c_str()));
   }
-  size_t nDone = 0;
-  while (nDone < strText.size()) {
-    ssize_t nWritten = write(fd, strText.data() + nDone, strText.size() - nDone);
-    if (nWritten < 0) {
-      int nError = errno;
-      close(fd);
-      unlink(name.data());
-      throw CCliError(Format("%s: %s", strPath.c_str(), std::strerror(nError)));
-    }
-    nDone += static_cast<size_t>(nWritten);
-  }
-  // mkstemp makes the file private; a table gets the usual mode.
-  mode_t nMask = umask(0);
-  umask(nMask);
-  fchmod(fd, 0666 & ~nMask);
-  if (fsync(fd) != 0 || close(fd) != 0 || std::rename(name.data(), strPath.c_str()) != 0) {
-    int nError = errno;
-    unlink(name.data());
-    throw CCliError(Format("%s: %s", strPath.c_str(), std::strerror(nError)));
+  try {
+    file.Write(strText.data(), static_cast<UINT>(strText.size()));
+    work.Commit();
+  } catch (const CFileException& e) {
+    throw CCliError(Format("%s: %s", strPath.c_str(), FileErrorText(e).c_str()));
   }
 }
 

@@ -58,9 +58,6 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   for (size_t i = 1; i < list.Positional().size(); ++i) {
     arCols.Add(ResolveColumn(table, strPath, list.Positional()[i], pCodec.get()));
   }
-  CString strTablePath;
-  table.GetPath(strTablePath);
-  CRewriteGuard guard(strPath, {SiblingPathOf(strTablePath.GetString(), "TMP")});
   const bool bDone = RetryRewrite(
       table, strPath,
       [&] {
@@ -73,7 +70,6 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
     std::string strWhy = WhyNotWritable(strPath);
     throw CCliError(strWhy.empty() ? strPath + ": expansion failed" : strWhy);
   }
-  guard.Commit();
   return EXIT_OK;
 }
 
