@@ -11,6 +11,7 @@
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -22,21 +23,24 @@ const char kUsage[] =
     "its sidecar is rebuilt when it had one.\n"
     "\n"
     "Usage:\n"
-    "  lorn [options] compact TABLE [COLUMN...]\n"
+    "  lorn [options] compact TABLE [COLUMN...] [--force]\n"
     "  lorn compact --help\n"
     "\n"
     "Arguments:\n"
     "  COLUMN       a column name (any case) or #N [default: every column, in order]\n"
     "\n"
     "Options:\n"
+    "  --force      rewrite a table whose last line has no line end, which loses\n"
+    "               that line's last cell [default: refuse]\n"
     "  -h, --help   this text\n";
 
 int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
-  CArgList list("compact", args, {}, {});
-  list.RequireCount(1, -1, "lorn compact TABLE [COLUMN...]");
+  CArgList list("compact", args, {"--force"}, {});
+  list.RequireCount(1, -1, "lorn compact TABLE [COLUMN...] [--force]");
   const std::string& strPath = list.Positional()[0];
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireTerminated(strPath, strPath, list.Has("--force"));
   RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;

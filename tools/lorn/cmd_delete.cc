@@ -10,6 +10,7 @@
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -22,15 +23,17 @@ const char kUsage[] =
     "(TXT) tables only.\n"
     "\n"
     "Usage:\n"
-    "  lorn [options] delete TABLE N...\n"
+    "  lorn [options] delete TABLE N... [--force]\n"
     "  lorn delete --help\n"
     "\n"
     "Options:\n"
+    "  --force      rewrite a table whose last line has no line end, which loses\n"
+    "               that line's last cell [default: refuse]\n"
     "  -h, --help   this text\n";
 
 int RunDelete(CCliContext& /*context*/, const std::vector<std::string>& args) {
-  CArgList list("delete", args, {}, {});
-  list.RequireCount(2, -1, "lorn delete TABLE N...");
+  CArgList list("delete", args, {"--force"}, {});
+  list.RequireCount(2, -1, "lorn delete TABLE N... [--force]");
   const std::string& strPath = list.Positional()[0];
   std::vector<DWORD> rows;
   for (size_t i = 1; i < list.Positional().size(); ++i) {
@@ -41,6 +44,7 @@ int RunDelete(CCliContext& /*context*/, const std::vector<std::string>& args) {
 
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireTerminated(strPath, strPath, list.Has("--force"));
   RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   RequirePlain(table.IsScrambled() != FALSE, strPath, "delete");
   RequireIndexed(table, strPath);

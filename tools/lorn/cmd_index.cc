@@ -9,6 +9,7 @@
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -45,6 +46,8 @@ int RunIndex(CCliContext& context, const std::vector<std::string>& args) {
     table.SetColFlags(nCol, COL_FLAG_INDEXED);
   }
   RequireIndexed(table, strOpen);
+  WarnUnterminated(strOpen, strPath);
+  WarnSurplusCells(table, strPath);
   return EXIT_OK;
 }
 

@@ -18,6 +18,7 @@
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -160,6 +161,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
     if (!strQuoted.empty()) {
       std::fprintf(stderr, "lorn: info: %s\n", strQuoted.c_str());
     }
+    WarnUnterminated(strOpen, strPath);
     std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
     CCodecGuard codecGuard(out, pCodec.get());
     bScrambled = table.IsScrambled() != FALSE;
@@ -185,6 +187,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
       }
       columns.push_back(column);
     }
+    WarnSurplusCells(table, strPath);
   }
 
   std::string strForm = bScrambled ? "scrambled" : "plain";

@@ -16,6 +16,7 @@
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
 #include "tools/lorn/expr_parser.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -204,6 +205,7 @@ int RunQuery(CCliContext& context, const std::vector<std::string>& args) {
   std::string strOpen = PlaceTable(strPath, context.options);
   CQueryStd query(strOpen.c_str());
   RequireOpen(query, strOpen);
+  WarnUnterminated(strOpen, strPath);
   // Analysed here, where a lock held by another process is waited out.
   RequireIndexed(query, strOpen);
   RequireNoQuotedFields(strOpen, strPath, query.m_cColSep);

@@ -10,6 +10,7 @@
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ int RunRows(CCliContext& context, const std::vector<std::string>& args) {
   std::string strOpen = PlaceTable(strPath, context.options);
   CCatStd table(strOpen.c_str());
   RequireOpen(table, strOpen);
+  WarnUnterminated(strOpen, strPath);
   RequireNoQuotedFields(strOpen, strPath, table.m_cColSep);
   RequireIndexed(table, strOpen);
   DWORD nRowCount = table.GetRowCount();

@@ -13,6 +13,7 @@
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -33,7 +34,9 @@ const char kUsage[] =
     "Options:\n"
     "  --to PATH    write the result to PATH and leave the table alone\n"
     "               [default: rewrite the table]\n"
-    "  --force      replace PATH when it exists [default: refuse]\n"
+    "  --force      replace PATH when it exists, and rewrite a table whose last\n"
+    "               line has no line end, which loses that line's last cell\n"
+    "               [default: refuse both]\n"
     "  -h, --help   this text\n";
 
 int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
@@ -52,6 +55,7 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
   }
   CCatStd table(strPath.c_str());
   RequireOpen(table, strPath);
+  RequireTerminated(strPath, strPath, list.Has("--force"));
   RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
   std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
   CWordArray arCols;
