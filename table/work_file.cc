@@ -1,6 +1,7 @@
 #include "table/work_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,8 +76,11 @@ CString CandidateName(const CString& strTarget) {
   return DirOf(strTarget) + "/." + NameOf(strTarget) + ".lorn-" + szSuffix;
 }
 
-// Work files of strTarget that a dead process left under their hidden name:
-// any older than a minute, far longer than the instant a live one has it.
+// Work files of strTarget that a dead process left under their hidden name.
+// A work file holds a shared lock from its creation to its end, so one that
+// takes an exclusive lock has no living writer. Where the file system takes
+// no locks, one older than a minute, far longer than the instant a live one
+// has its name, counts as dead.
 void RemoveDeadWorkFiles(const CString& strTarget) {
   const std::string strPrefix = std::string(".") + NameOf(strTarget).GetString() + ".lorn-";
   std::error_code error;
@@ -84,12 +88,28 @@ void RemoveDeadWorkFiles(const CString& strTarget) {
   for (const auto& entry :
        std::filesystem::directory_iterator(DirOf(strTarget).GetString(), error)) {
     const std::string strName = entry.path().filename().string();
-    if (strName.size() == strPrefix.size() + 6 &&
-        strName.compare(0, strPrefix.size(), strPrefix) == 0 && entry.is_regular_file(error) &&
-        tNow - entry.last_write_time(error) > std::chrono::minutes(1)) {
+    if (strName.size() != strPrefix.size() + 6 ||
+        strName.compare(0, strPrefix.size(), strPrefix) != 0 || !entry.is_regular_file(error)) {
+      continue;
+    }
+    const int hFile = ::open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (hFile < 0) {
+      continue;
+    }
+    bool bDead = ::flock(hFile, LOCK_EX | LOCK_NB) == 0;
+    if (!bDead && errno != EWOULDBLOCK && errno != EINTR) {
+      bDead = tNow - entry.last_write_time(error) > std::chrono::minutes(1);
+    }
+    if (bDead) {
       std::filesystem::remove(entry.path(), error);
     }
+    ::close(hFile);
   }
+}
+
+// The lock by which others tell a living work file from a dead one.
+void MarkAlive(int hFile) {
+  (void)::flock(hFile, LOCK_SH | LOCK_NB);
 }
 
 }  // namespace
@@ -111,6 +131,7 @@ BOOL CWorkFile::Create(const CString& strTarget, CFileException* pError, const c
   const CString strFolder = DirOf(m_strTarget);
   int hFile = ::open(strFolder, O_TMPFILE | O_RDWR | O_CLOEXEC, PRIVATE_MODE);
   if (hFile >= 0) {
+    MarkAlive(hFile);
     m_file.Attach(hFile, m_strTarget);
     m_bCreated = TRUE;
     return TRUE;
@@ -123,6 +144,7 @@ BOOL CWorkFile::Create(const CString& strTarget, CFileException* pError, const c
     const CString strName = CandidateName(m_strTarget);
     hFile = ::open(strName, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, PRIVATE_MODE);
     if (hFile >= 0) {
+      MarkAlive(hFile);
       m_file.Attach(hFile, strName);
       m_strVisible = strName;
       m_bCreated = TRUE;
@@ -136,6 +158,9 @@ BOOL CWorkFile::Create(const CString& strTarget, CFileException* pError, const c
 }
 
 CString CWorkFile::GetReadPath() const {
+  // The pass that reads the file takes a lock of its own, which this one
+  // would refuse; LinkVisible takes it again before the file has a name.
+  (void)::flock(m_file.m_hFile, LOCK_UN);
   if (!m_strVisible.IsEmpty()) {
     return m_strVisible;
   }
@@ -145,6 +170,7 @@ CString CWorkFile::GetReadPath() const {
 }
 
 BOOL CWorkFile::LinkVisible() {
+  MarkAlive(m_file.m_hFile);
   char szSelf[32];
   std::snprintf(szSelf, sizeof(szSelf), "/proc/self/fd/%d", m_file.m_hFile);
   for (int nTry = 0; nTry < NAME_TRIES; ++nTry) {

@@ -20,11 +20,12 @@
 //   - Nothing of the user's is touched: the work file is anonymous while it
 //     is written (O_TMPFILE), so a process that dies leaves nothing behind,
 //     and gets a name only for the instant between two system calls before
-//     the rename, a hidden ".NAME.lorn-XXXXXX" created exclusively. A file
-//     of that form older than a minute can only be a dead process's, and the
-//     next rewrite of the same file removes it. On a file system without
-//     anonymous files, the named file is made at the start instead and
-//     removed on any failure.
+//     the rename, a hidden ".NAME.lorn-XXXXXX" created exclusively. A work
+//     file holds a shared lock (flock) while its process lives, so the next
+//     rewrite of the same file removes such a name that nobody holds (where
+//     locks are not kept, one older than a minute). On a file system
+//     without anonymous files, the named file is made at the start instead
+//     and removed on any failure.
 #ifndef LORN_TABLE_WORK_FILE_H_
 #define LORN_TABLE_WORK_FILE_H_
 
@@ -54,7 +55,7 @@ class LORN_INTERNAL CWorkFile {
 
   // A path under which the file, open, can be opened again for reading, as
   // the source of a further pass: its name, or its descriptor's entry in
-  // /proc while it is anonymous.
+  // /proc while it is anonymous. The file gives up its lock for that pass.
   CString GetReadPath() const;
 
   // Gives the file the target's identity and name, as above, and closes it.

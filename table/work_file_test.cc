@@ -3,6 +3,8 @@
 // owner and group stay; the twin of a conversion takes the table's.
 #include "table/work_file.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,6 +80,30 @@ TEST(WorkFile, RewritesKeepTheFilesIdentity) {
     }
     EXPECT_EQ(ReadFile(dir.File("s.txt")) == strBefore, rewrite.pszChanged == std::string("s.SDC"));
   }
+}
+
+}  // namespace
+
+namespace {
+
+// A work file's hidden name that nobody holds is a dead run's: the next
+// rewrite of the table removes it. One that a living run holds stays.
+TEST(WorkFile, RewritesRemoveWhatDeadRunsLeft) {
+  TempDir dir;
+  WriteFile(dir.File("t.txt"), kTable);
+  WriteFile(dir.File(".t.txt.lorn-dead00"), "half");
+  WriteFile(dir.File(".t.txt.lorn-alive0"), "half");
+  WriteFile(dir.File(".t.txt.lorn-toolong"), "mine");
+  const int hAlive = open(dir.File(".t.txt.lorn-alive0").c_str(), O_RDONLY);
+  ASSERT_EQ(flock(hAlive, LOCK_SH), 0);
+  CCatStd table(dir.File("t.txt").c_str());
+  CDWordArray arRows;
+  arRows.Add(0);
+  ASSERT_TRUE(table.DeleteRows(arRows));
+  EXPECT_FALSE(lorn_test::Exists(dir.File(".t.txt.lorn-dead00")));
+  EXPECT_TRUE(lorn_test::Exists(dir.File(".t.txt.lorn-alive0")));
+  EXPECT_TRUE(lorn_test::Exists(dir.File(".t.txt.lorn-toolong")));
+  close(hAlive);
 }
 
 }  // namespace
