@@ -20,14 +20,13 @@ constexpr int MAX_VALUE_BYTES = 254;
 constexpr DWORD SCAN_SHARE = 50;
 
 // Position of the monitor after nDone of nSpan bytes. The span is taken
-// once, before the pass: a file that grew meanwhile stops at SCAN_SHARE, so
-// that the positions that follow the pass never go back.
+// once, before the pass: a file that grew meanwhile takes the position past
+// SCAN_SHARE, as the monitor takes whatever it is given.
 WORD ScanPosition(DWORD nDone, ULONGLONG nSpan) {
   if (nSpan == 0) {
     return SCAN_SHARE;
   }
-  const ULONGLONG nPos = ULONGLONG{SCAN_SHARE} * nDone / nSpan;
-  return static_cast<WORD>(std::min<ULONGLONG>(nPos, SCAN_SHARE));
+  return static_cast<WORD>(ULONGLONG{SCAN_SHARE} * nDone / nSpan);
 }
 
 }  // namespace
