@@ -141,8 +141,8 @@ TEST_F(LornCli, CsvOutputAndQuotedTablesUnderAComma) {
                              " (a separator inside quotes would split the cell); import it: "
                              "lorn import quoted.csv TABLE.txt, then read TABLE.txt without "
                              "--sep\n"
-                             "lorn: warning: quoted.csv: 1 row has more cells than the 2 columns "
-                             "of the header, the first on line 3 (row 1); cells behind the last "
+                             "lorn: warning: quoted.csv: 1 row has more cells than the header's "
+                             "2 columns, the first on line 3 (row 1); cells behind the last "
                              "column are ignored\n");
   WriteFile(File("plain.csv"), "name,age\r\nSmith,40\r\n");
   EXPECT_EQ(Run({"--sep", ",", "query", "plain.csv", "age>1"}).strOut, "name\tage\nSmith\t40\n");

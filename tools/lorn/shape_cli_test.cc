@@ -13,7 +13,7 @@ using ::testing::HasSubstr;
 const char kShaped[] = "REF\tCOLOR\r\nA1\tred\r\nA1\tblue\tX\r\nA2\tred";
 const char kUnterminated[] = "the last line (at byte 30) has no line end";
 const char kSurplus[] =
-    "1 row has more cells than the 2 columns of the header, the first on line 3 (row 1)";
+    "1 row has more cells than the header's 2 columns, the first on line 3 (row 1)";
 
 TEST_F(LornCli, TablesThatLoseCellsAreRefusedOrTold) {
   WriteFile(File("t.txt"), kShaped);

@@ -100,9 +100,9 @@ void WarnSurplusCells(CCatStd& table, const std::string& strShown) {
   }
   if (nRows > 0) {
     std::fprintf(stderr,
-                 "lorn: warning: %s: %llu row%s more cells than the %d columns of the header, "
+                 "lorn: warning: %s: %llu row%s more cells than the header's %d column%s, "
                  "the first on line %llu (row %llu); cells behind the last column are ignored\n",
-                 strShown.c_str(), nRows, nRows == 1 ? " has" : "s have", nCols, nFirst + 2,
-                 nFirst);
+                 strShown.c_str(), nRows, nRows == 1 ? " has" : "s have", nCols,
+                 nCols == 1 ? "" : "s", nFirst + 2, nFirst);
   }
 }
