@@ -11,6 +11,8 @@
 // sidecar as they were and nothing behind. A rewrite whose file would not
 // read back as written (see CTableWriter::IsReadable) is refused the same
 // way.
+#include <unistd.h>
+
 #include <algorithm>
 #include <functional>
 #include <string>
@@ -219,6 +221,20 @@ BOOL SkipHeader(CCatStd& table, CStringArray& arRow) {
   return table.ReadLine(arRow, 0, nullptr) > 0 ? TRUE : FALSE;
 }
 
+// Whether the row just read from nRowPos is the rest of the line end before
+// it: a CR that ended one fill of the line buffer and the LF that began the
+// next read as a line of one empty cell. Compaction reads each row from its
+// own offset, where a line never starts with CR or LF, so it never meets
+// such a row.
+bool IsSplitLineEnd(const CCatStd& table, DWORD nRowPos, const CStringArray& arRow) {
+  if (arRow.GetSize() != 1 || !arRow[0].IsEmpty()) {
+    return false;
+  }
+  char cFirst = 0;
+  return ::pread(table.m_fileData.m_hFile, &cFirst, 1, nRowPos) == 1 &&
+         (cFirst == '\r' || cFirst == '\n');
+}
+
 // One compaction pass on column nCol: reads strSource through the table's
 // reader, writes strTarget. bCreated tells the caller that strTarget was
 // made (and must go if the operation fails). m_fileData is left open only
@@ -243,7 +259,11 @@ PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource, 
   CMergeGroups groups(nCols, nCol);
   CStringArray arRow;
   if (SkipHeader(table, arRow)) {
-    while (table.ReadLine(arRow, 0, nullptr) > 0) {
+    for (DWORD nRowPos = table.m_nFilePos; table.ReadLine(arRow, 0, nullptr) > 0;
+         nRowPos = table.m_nFilePos) {
+      if (IsSplitLineEnd(table, nRowPos, arRow)) {
+        continue;
+      }
       arRow.SetSize(nCols);
       groups.AddRow(arRow);
     }
@@ -482,7 +502,16 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     writer.WriteLine(m_arColNames);
     CStringArray arRow;
     DWORD nDone = 0;
-    if (SkipHeader(*this, arRow)) {
+    // One pass from the data position, as the analysis and index passes
+    // read: the fills of the line buffer fall where theirs do, and a line
+    // end that two fills split is a row of empty cells here as there.
+    BOOL bRows = TRUE;
+    if (m_nDataPos != 0) {
+      SeekLine(m_nDataPos);
+    } else {
+      bRows = SkipHeader(*this, arRow);
+    }
+    if (bRows) {
       while (ReadLine(arRow, 0, nullptr) > 0) {
         arRow.SetSize(nCols);
         ExpandRow(*this, arRow, arCols, nUsed, writer);

@@ -358,3 +358,40 @@ TEST(Rewrite, ScrambledTablesStayScrambled) {
   ASSERT_TRUE(table.UncompactTable(dir.File("PLAIN.TXT").c_str(), nullptr));
   EXPECT_EQ(ReadFile(dir.File("PLAIN.TXT")), strFlat);
 }
+
+// A CR LF whose CR ends one fill of the line buffer. Compaction reads each
+// row from its own offset and never meets the LF as a row; expansion reads
+// in one pass from the data position, as the index does, and writes the row
+// of empty cells that the LF makes there.
+TEST(Rewrite, ALineEndSplitByTheLineBuffer) {
+  const std::string strHeader = "REF\tCOLOR\r\n";
+  for (const bool bCompact : {true, false}) {
+    // The CR at the last byte of the first fill, counted from the file's
+    // start (compaction) or from the data position (expansion).
+    const size_t nCrAt = LINE_BUFFER_SIZE - 1 + (bCompact ? 0 : strHeader.size());
+    Rows rows;
+    std::string strText = strHeader;
+    std::string strPhantomAfter;
+    for (int nRow = 0; strText.size() < nCrAt + 200; ++nRow) {
+      std::string strRef = "R" + std::to_string(nRow / 2);
+      std::string strColor = nRow % 2 == 0 ? "red" : "blue";
+      const size_t nLength = strRef.size() + 1 + strColor.size();
+      if (strText.size() + nLength < nCrAt && strText.size() + nLength + 24 > nCrAt) {
+        strColor += std::string(nCrAt - strText.size() - nLength, 'x');  // the CR at nCrAt
+        strPhantomAfter = strRef + "\t" + strColor + "\r\n";
+      }
+      rows.push_back({strRef, strColor});
+      strText += strRef + "\t" + strColor + "\r\n";
+    }
+    ASSERT_EQ(strText.substr(nCrAt, 2), "\r\n");
+    if (bCompact) {
+      Rows expected = FoldRows(rows, 1);
+      expected.insert(expected.begin(), {"REF", "COLOR"});
+      EXPECT_TRUE(Compact(strText, {1}) == Text(expected)) << "a row of empty cells was added";
+    } else {
+      std::string strExpected = strText;
+      strExpected.insert(strExpected.find(strPhantomAfter) + strPhantomAfter.size(), "\t\r\n");
+      EXPECT_TRUE(Uncompact(strText, {1}) == strExpected) << "the split line end is no row";
+    }
+  }
+}
