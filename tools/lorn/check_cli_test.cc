@@ -21,24 +21,29 @@ using ::testing::HasSubstr;
 // nMode CFile::shareDenyWrite holds it as a reader does instead.
 pid_t HoldFile(const std::string& strSide, int nHoldMs,
                UINT nMode = CFile::modeReadWrite | CFile::shareExclusive) {
+  // The child says through a pipe once it holds the file: probing the lock
+  // from here would itself take it, and make the child's open fail.
+  int arPipe[2];
+  if (pipe(arPipe) != 0) {
+    return -1;
+  }
   const pid_t pid = fork();
   if (pid == 0) {
+    close(arPipe[0]);
     CFile file;
-    if (!file.Open(strSide.c_str(), nMode)) {
+    const char cHeld = file.Open(strSide.c_str(), nMode) ? 'y' : 'n';
+    (void)!write(arPipe[1], &cHeld, 1);
+    if (cHeld != 'y') {
       _exit(1);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(nHoldMs));
     _exit(0);
   }
-  for (int i = 0; i < 1000; ++i) {
-    CFile probe;
-    CFileException error;
-    if (!probe.Open(strSide.c_str(), CFile::modeReadWrite | CFile::shareExclusive, &error)) {
-      break;
-    }
-    probe.Close();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  close(arPipe[1]);
+  char cHeld = 0;
+  EXPECT_EQ(read(arPipe[0], &cHeld, 1), 1);
+  EXPECT_EQ(cHeld, 'y') << strSide << " could not be held";
+  close(arPipe[0]);
   return pid;
 }
 
