@@ -11,8 +11,6 @@
 // sidecar as they were and nothing behind. A rewrite whose file would not
 // read back as written (see CTableWriter::IsReadable) is refused the same
 // way.
-#include <unistd.h>
-
 #include <algorithm>
 #include <functional>
 #include <string>
@@ -23,6 +21,7 @@
 #include "frame/settings.h"
 #include "frame/sort_arrays.h"
 #include "table/cat_std.h"
+#include "table/fold_rows.h"
 #include "table/work_file.h"
 #include "table/written_form.h"
 
@@ -31,9 +30,6 @@ namespace {
 // The table file of a pass is held exclusively; the temporary file is made
 // (or emptied) and held exclusively.
 constexpr UINT OPEN_SOURCE = CFile::modeReadWrite | CFile::shareExclusive;
-
-// Closes over each cell of a merge key.
-constexpr char KEY_SEP = '|';
 
 enum PassResult {
   PASS_DONE,
@@ -132,14 +128,7 @@ void CMergeGroups::Grow() {
 }
 
 void CMergeGroups::AddRow(const CStringArray& arRow) {
-  m_strKey.clear();
-  for (short nCell = 0; nCell < m_nCols; ++nCell) {
-    if (nCell != m_nCol) {
-      const CString& strCell = arRow[nCell];
-      m_strKey.append(strCell.GetString(), static_cast<size_t>(strCell.GetLength()));
-      m_strKey += KEY_SEP;
-    }
-  }
+  MergeKeyOf(arRow, m_nCols, m_nCol, m_strKey);
   const size_t nHash = std::hash<std::string_view>()(m_strKey);
   if ((m_arGroups.size() + 1) * 2 > m_arSlots.size()) {
     Grow();
@@ -189,50 +178,15 @@ void CMergeGroups::WriteGroup(size_t nGroup, CTableWriter& writer, char cValueSe
       writer.AddText(m_strArena.data() + first.nText, first.nLength);
       continue;
     }
-    // The list as inserting each value at its lower bound (BinaryFind with
-    // CompareString) into the list begun with the first row's cell makes it:
-    // sorted, and among values that compare equal the later one in front.
-    // That is a stable sort of the values taken from last to first.
     std::vector<CString> arValues;
     for (size_t nValue = group.nFirstValue; nValue != NO_VALUE; nValue = m_arValues[nValue].nNext) {
       const CValue& value = m_arValues[nValue];
       arValues.emplace_back(m_strArena.data() + value.nText, static_cast<int>(value.nLength));
     }
-    std::reverse(arValues.begin(), arValues.end());
-    std::stable_sort(arValues.begin(), arValues.end(), [](const CString& a, const CString& b) {
-      return CSortStringArray::CompareString(&a, &b) < 0;
-    });
-    for (size_t nValue = 0; nValue < arValues.size(); ++nValue) {
-      if (nValue > 0) {
-        writer.AddText(&cValueSep, 1);
-      }
-      writer.AddText(arValues[nValue].GetString(),
-                     static_cast<size_t>(arValues[nValue].GetLength()));
-    }
+    const std::string strCell = FoldedCell(arValues, cValueSep);
+    writer.AddText(strCell.data(), strCell.size());
   }
   writer.EndLine();
-}
-
-// Positions the reader on the first data row of the file it reads: behind
-// the header line and whatever line ends follow it. FALSE for a file without
-// a line.
-BOOL SkipHeader(CCatStd& table, CStringArray& arRow) {
-  table.SeekLine(0);
-  return table.ReadLine(arRow, 0, nullptr) > 0 ? TRUE : FALSE;
-}
-
-// Whether the row just read from nRowPos is the rest of the line end before
-// it: a CR that ended one fill of the line buffer and the LF that began the
-// next read as a line of one empty cell. Compaction reads each row from its
-// own offset, where a line never starts with CR or LF, so it never meets
-// such a row.
-bool IsSplitLineEnd(const CCatStd& table, DWORD nRowPos, const CStringArray& arRow) {
-  if (arRow.GetSize() != 1 || !arRow[0].IsEmpty()) {
-    return false;
-  }
-  char cFirst = 0;
-  return ::pread(table.m_fileData.m_hFile, &cFirst, 1, nRowPos) == 1 &&
-         (cFirst == '\r' || cFirst == '\n');
 }
 
 // One compaction pass on column nCol: reads strSource through the table's
@@ -256,6 +210,17 @@ PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource, 
   writer.WriteLine(table.m_arColNames);
 
   const short nCols = table.GetColCount();
+  if (table.m_fileData.GetLength() > g_nFoldInMemoryBytes) {
+    DWORD nMerged = 0;
+    if (!FoldOnFiles(table, nCol, cValueSep, writer, pMonitor, dRate, nMerged)) {
+      table.m_fileData.Close();
+      return PASS_NO_FILE;
+    }
+    table.m_nRows -= nMerged;
+    writer.Flush();
+    table.m_fileData.Close();
+    return writer.IsReadable() ? PASS_DONE : PASS_UNREADABLE;
+  }
   CMergeGroups groups(nCols, nCol);
   CStringArray arRow;
   if (SkipHeader(table, arRow)) {

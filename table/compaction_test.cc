@@ -10,6 +10,7 @@
 #include "frame/sort_arrays.h"
 #include "platform/mbcs.h"
 #include "table/cat_std.h"
+#include "table/fold_rows.h"
 #include "testing/test_util.h"
 
 namespace {
@@ -154,12 +155,15 @@ TEST(CompactTable, FoldsRowsThatDifferInTheGivenColumns) {
   EXPECT_EQ(Compact(T("K,V;k,b*z;k,a;r,7;r,(1..5)"), {1}), T("K,V;k,a*b*z;r,(1..5)*7"));
 }
 
+// In memory, and through files as for tables too large for memory.
 TEST(CompactTable, MatchesTheRowByRowFold) {
+  const ULONGLONG nInMemory = g_nFoldInMemoryBytes;
   std::mt19937 rng(7);
   const std::vector<std::string> arPool = {"",   "a",  "b",   "A",        "a|",    "|a",  "1",
                                            "01", " a", "b*a", "\x82\xa0", "\x81|", "\xb1"};
-  for (int nRound = 0; nRound < 60; ++nRound) {
+  for (int nRound = 0; nRound < 120; ++nRound) {
     _setmbcp(nRound % 2 == 0 ? 1252 : 932);
+    g_nFoldInMemoryBytes = nRound % 4 < 2 ? nInMemory : 0;
     const size_t nCols = 1 + rng() % 3;
     Rows rows(1);
     for (size_t c = 0; c < nCols; ++c)
@@ -183,6 +187,7 @@ TEST(CompactTable, MatchesTheRowByRowFold) {
     expected.insert(expected.begin(), rows[0]);
     EXPECT_EQ(Compact(Text(rows), arPasses), Text(expected)) << "round " << nRound;
   }
+  g_nFoldInMemoryBytes = nInMemory;
   _setmbcp(1252);
 }
 
