@@ -136,87 +136,78 @@ void ExpectForms(const Grammar& g) {
   }
 }
 
-// Switches the multi-byte code page for one test and back to 1252.
-class CodePageGuard {
- public:
-  explicit CodePageGuard(int nCodePage) { _setmbcp(nCodePage); }
-  ~CodePageGuard() { _setmbcp(1252); }
-};
-
-TEST(SplitCellEx, WorkedFormsWithStockGrammar) {
+TEST(SplitCellEx, WorkedFormsWithEveryGrammar) {
   ExpectForms(kStock);
+  ExpectForms({'[', ']', '~', '#', "--"});
+  ExpectForms({'<', '>', ';', '?', "to"});
   const Split s = DoSplit(kStock, nullptr);
   EXPECT_EQ(s.nKind, CELL_EMPTY);
   EXPECT_TRUE(s.values.empty());
   EXPECT_EQ(s.nFlags, 0);
 }
 
-TEST(SplitCellEx, WorkedFormsWithOtherGrammars) {
-  ExpectForms({'[', ']', '~', '#', "--"});
-  ExpectForms({'<', '>', ';', '?', "to"});
-
-  // The first occurrence of the separator splits, so signs survive.
-  const Split s = DoSplit({'[', ']', '~', '#', "--"}, "[-5---1]");
-  EXPECT_EQ(s.values, (std::vector<std::string>{"-5", "-1"}));
-}
-
-TEST(SplitCellEx, DoubleByteCharactersAreNeverCut) {
-  CodePageGuard guard(932);
-  // 0x83 0x5D is one character whose trail byte is "]".
-  const Grammar g = {'[', ']', '~', '#', "--"};
-  Split s = DoSplit(g, "[1--\x83\x5D]");
-  EXPECT_EQ(s.nKind, CELL_RANGE);
-  EXPECT_EQ(s.values, (std::vector<std::string>{"1", "\x83\x5D"}));
-  EXPECT_EQ(s.nFlags, 5);
-  s = DoSplit(g, "]\x83\x5D--\x83\x5D[");
-  EXPECT_EQ(s.values, (std::vector<std::string>{"\x83\x5D", "\x83\x5D"}));
-  EXPECT_EQ(s.nFlags, 10);
-  s = DoSplit(kStock, "(1..\x82\xA0)");
-  EXPECT_EQ(s.values, (std::vector<std::string>{"1", "\x82\xA0"}));
-  // A trail byte equal to the value separator does not cut; a double-byte
-  // character sorts above every single byte.
-  s = DoSplit(g, "\x83\x7E~a");
-  EXPECT_EQ(s.nKind, CELL_LIST);
-  EXPECT_EQ(s.values, (std::vector<std::string>{"a", "\x83\x7E"}));
-  // A lead byte with no trail before the end stays in the value.
-  s = DoSplit(kStock, "a*b\x83");
-  EXPECT_EQ(s.values, (std::vector<std::string>{"a", "b\x83"}));
-}
-
-TEST(SplitCellEx, SeparatorsBeyondFifteenBitOffsetsCountAsAbsent) {
-  // Offsets are counted from the first byte that is not a space.
-  const std::string strAtLimit = "  " + std::string(32767, 'x') + "*y";
-  Split s = DoSplit(kStock, strAtLimit.c_str());
-  EXPECT_EQ(s.values, (std::vector<std::string>{std::string(32767, 'x'), "y"}));
-
-  const std::string strPastLimit = std::string(32768, 'x') + "*y";
-  s = DoSplit(kStock, strPastLimit.c_str());
-  EXPECT_EQ(s.nKind, CELL_SINGLE);
-  EXPECT_EQ(s.values, std::vector<std::string>{strPastLimit});
-
-  // Only the separators within the limit cut: the last value runs on. The
-  // flag byte holds the low 8 bits of the count.
-  s = DoSplit(kStock, std::string(40000, '*').c_str());
-  EXPECT_EQ(s.values.size(), 32769u);
-  EXPECT_EQ(s.values.back(), std::string(40000 - 32768, '*'));
-  EXPECT_EQ(s.nFlags, 32769 & 0xFF);
-
-  // Range separator at offset 32767, then at 32768.
+TEST(SplitCellEx, EdgeCases) {
+  const Grammar kSquare = {'[', ']', '~', '#', "--"};
   const std::string strLow(32766, '1');
-  s = DoSplit(kStock, ("(" + strLow + "..5)").c_str());
-  EXPECT_EQ(s.nKind, CELL_RANGE);
-  EXPECT_EQ(s.values, (std::vector<std::string>{strLow, "5"}));
-  const std::string strNoRange = "(" + strLow + "1..5)";
-  s = DoSplit(kStock, strNoRange.c_str());
-  EXPECT_EQ(s.nKind, CELL_SINGLE);
-  EXPECT_EQ(s.values, std::vector<std::string>{strNoRange});
-
-  // A bracket far behind a separator within the limit still ends the high
-  // value: no offset wraps.
   const std::string strHigh(40000, '2');
-  s = DoSplit(kStock, ("(1.." + strHigh + ")x").c_str());
-  EXPECT_EQ(s.values, (std::vector<std::string>{"1", strHigh}));
-  EXPECT_EQ(s.nFlags, 5);
+  const struct {
+    const Grammar& g;
+    int nPage;
+    std::string strCell;
+    BYTE nKind;
+    std::vector<std::string> values;
+    BYTE nFlags;
+  } aCases[] = {
+      // The first occurrence of the separator splits, so signs survive.
+      {kSquare, 1252, "[-5---1]", CELL_RANGE, {"-5", "-1"}, 5},
+      // 0x83 0x5D is one character whose trail byte is "]": never cut.
+      {kSquare, 932, "[1--\x83\x5D]", CELL_RANGE, {"1", "\x83\x5D"}, 5},
+      {kSquare, 932, "]\x83\x5D--\x83\x5D[", CELL_RANGE, {"\x83\x5D", "\x83\x5D"}, 10},
+      {kStock, 932, "(1..\x82\xA0)", CELL_RANGE, {"1", "\x82\xA0"}, 5},
+      // A trail byte equal to the value separator does not cut; a double-byte
+      // character sorts above every single byte.
+      {kSquare, 932, "\x83\x7E~a", CELL_LIST, {"a", "\x83\x7E"}, 2},
+      // A lead byte with no trail before the end stays in the value.
+      {kStock, 932, "a*b\x83", CELL_LIST, {"a", "b\x83"}, 2},
+      // Separators lie at most 32767 bytes past the first byte that is not a
+      // space; those beyond count as absent.
+      {kStock,
+       1252,
+       "  " + std::string(32767, 'x') + "*y",
+       CELL_LIST,
+       {std::string(32767, 'x'), "y"},
+       2},
+      {kStock,
+       1252,
+       std::string(32768, 'x') + "*y",
+       CELL_SINGLE,
+       {std::string(32768, 'x') + "*y"},
+       0},
+      // Only the separators within the limit cut: the last value runs on. The
+      // flag byte holds the low 8 bits of the count.
+      {kStock, 1252, std::string(40000, '*'), CELL_LIST,
+       [] {
+         std::vector<std::string> values(32768);
+         values.push_back(std::string(40000 - 32768, '*'));
+         return values;
+       }(),
+       32769 & 0xFF},
+      // Range separator at offset 32767, then at 32768.
+      {kStock, 1252, "(" + strLow + "..5)", CELL_RANGE, {strLow, "5"}, 5},
+      {kStock, 1252, "(" + strLow + "1..5)", CELL_SINGLE, {"(" + strLow + "1..5)"}, 0},
+      // A bracket far behind a separator within the limit still ends the high
+      // value: no offset wraps.
+      {kStock, 1252, "(1.." + strHigh + ")x", CELL_RANGE, {"1", strHigh}, 5},
+  };
+  for (const auto& c : aCases) {
+    ASSERT_EQ(_setmbcp(c.nPage), 0);
+    const Split s = DoSplit(c.g, c.strCell.c_str());
+    const std::string strShown = c.strCell.substr(0, 20);
+    EXPECT_EQ(s.nKind, c.nKind) << strShown;
+    EXPECT_EQ(s.values, c.values) << strShown;
+    EXPECT_EQ(s.nFlags, c.nFlags) << strShown;
+  }
+  _setmbcp(1252);
 }
 
 TEST(ClassifyCell, TypesOnlyGrow) {

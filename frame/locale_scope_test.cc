@@ -63,36 +63,28 @@ TEST_F(LocaleScopeTest, EarlyReturns) {
   EXPECT_TRUE(g_strLocaleName.IsEmpty());
 }
 
+// Accented letters fold only under a named locale; a trail byte that looks
+// like a letter stays under a double-byte page. Under the UTF-8 locale a cut
+// keeps whole characters only: "É" takes bytes 4 and 5 of "CAFÉS".
 TEST_F(LocaleScopeTest, FoldCase) {
   EXPECT_FALSE(IsNamedLocale("c") || IsNamedLocale("") || IsNamedLocale(nullptr));
-  char szFive[] = "abcde";
-  char szSix[] = "abcdef";
-  FoldCase(szFive, nullptr, 5);
-  FoldCase(szSix, "fra", 5);
-  EXPECT_STREQ(szFive, "ABCDE");
-  EXPECT_STREQ(szSix, "ABCD");
-  // Accented letters fold only under a named locale; a trail byte that looks
-  // like a letter stays under a double-byte page.
-  char szNamed[] = "\xE9t\xE9";
-  char szPlain[] = "\xE9t\xE9";
-  char szJapanese[] = "\202ab";  // 0x82 0x61, then "b"
-  FoldCase(szNamed, "fra", 0);
-  FoldCase(szPlain, "C", 0);
-  FoldCase(szJapanese, "jpn", 0);
-  EXPECT_EQ(std::string(szNamed), "\xC9T\xC9");
-  EXPECT_EQ(std::string(szPlain), "\xE9T\xE9");
-  EXPECT_EQ(std::string(szJapanese), "\202aB");
-  // Under the UTF-8 locale the cut keeps whole characters only: "É" takes
-  // bytes 4 and 5 of "CAFÉS", which a cut to 4 bytes would split.
-  char szUtf8Cut[] = "caf\xC3\xA9s";
-  char szUtf8Whole[] = "caf\xC3\xA9";
-  char szUtf8Half[] = "caf\xC3";  // a key cut by bytes before the fold
-  FoldCase(szUtf8Cut, "utf8", 5);
-  FoldCase(szUtf8Whole, "utf8", 5);
-  FoldCase(szUtf8Half, "utf8", 0);
-  EXPECT_EQ(std::string(szUtf8Cut), "CAF");
-  EXPECT_EQ(std::string(szUtf8Whole), "CAF\xC3\x89");
-  EXPECT_EQ(std::string(szUtf8Half), "CAF");
+  const struct {
+    const char* pszText;
+    const char* pszLocale;
+    BYTE nLength;
+    const char* pszFolded;
+  } aCases[] = {
+      {"abcde", nullptr, 5, "ABCDE"},       {"abcdef", "fra", 5, "ABCD"},
+      {"\xE9t\xE9", "fra", 0, "\xC9T\xC9"}, {"\xE9t\xE9", "C", 0, "\xE9T\xE9"},
+      {"\202ab", "jpn", 0, "\202aB"},  // 0x82 0x61, then "b"
+      {"caf\xC3\xA9s", "utf8", 5, "CAF"},   {"caf\xC3\xA9", "utf8", 5, "CAF\xC3\x89"},
+      {"caf\xC3", "utf8", 0, "CAF"},  // a key cut by bytes before the fold
+  };
+  for (const auto& c : aCases) {
+    std::string strText = c.pszText;
+    FoldCase(strText.data(), c.pszLocale, c.nLength);
+    EXPECT_STREQ(strText.c_str(), c.pszFolded) << c.pszText << " " << int(c.nLength);
+  }
   EXPECT_EQ(Ctype(), "C");
   EXPECT_EQ(_getmbcp(), 1252);
 }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <vector>
 
 namespace {
@@ -140,14 +139,6 @@ TEST(CElementArray, StringAndPointerElements) {
   EXPECT_EQ(&arPointed, arObjects.GetAt(1));
   arObjects.RemoveAll();  // does not delete arPointed
   EXPECT_EQ(0, arPointed.Add("still alive"));
-}
-
-TEST(CElementArray, ClassRecords) {
-  EXPECT_TRUE(CByteArray().IsSerializable());
-  EXPECT_FALSE(CObArray().IsSerializable());
-  std::unique_ptr<CObject> pObject(CRuntimeClass::FromName("CWordArray")->CreateObject());
-  ASSERT_NE(nullptr, pObject);
-  EXPECT_TRUE(pObject->IsKindOf(RUNTIME_CLASS(CWordArray)));
 }
 
 TEST(CMapStringToPtr, LookupSetRemove) {
