@@ -7,14 +7,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/host_error.h"
 #include "platform/exceptions.h"
 
 // A failure the user can act on. The text names the file, the column or the
 // token at fault; main prints it behind "lorn: ".
-class CCliError : public std::runtime_error {
- public:
-  explicit CCliError(const std::string& strText) : std::runtime_error(strText) {}
-};
+using CCliError = CHostError;
 
 // Standard output was closed by its reader (EPIPE). Not an error: the
 // command stops and exits with status 0.
@@ -22,9 +20,6 @@ class CBrokenPipe : public std::exception {
  public:
   const char* what() const noexcept override { return "broken pipe"; }
 };
-
-// printf-style formatting into a std::string.
-std::string Format(const char* pszFormat, ...) __attribute__((format(printf, 1, 2)));
 
 // One line for an exception of the library: the file it names and why.
 std::string DescribeException(const CException& e);

@@ -7,6 +7,7 @@
 
 #include "cells/cell_grammar.h"
 #include "frame/lorn_defs.h"
+#include "host/expr_parser.h"
 #include "query/query_std.h"
 #include "query/result_std.h"
 #include "tools/lorn/cli_error.h"
@@ -15,7 +16,6 @@
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
 #include "tools/lorn/csv_format.h"
-#include "tools/lorn/expr_parser.h"
 #include "tools/lorn/table_shape.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "frame/lorn_defs.h"
+#include "host/expr_parser.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_test_util.h"
-#include "tools/lorn/expr_parser.h"
 
 namespace {
 

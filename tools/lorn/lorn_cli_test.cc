@@ -14,6 +14,7 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
+#include "host/expr_parser.h"
 #include "testing/test_util.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_options.h"
@@ -22,7 +23,6 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_test_util.h"
 #include "tools/lorn/cli_text.h"
-#include "tools/lorn/expr_parser.h"
 #include "tools/lorn/sidecar_reader.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/lorn/expr_parser.h"
+#include "host/expr_parser.h"
 
 #include <cerrno>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "frame/lorn_defs.h"
-#include "tools/lorn/cli_error.h"
+#include "host/host_error.h"
 
 namespace {
 
@@ -174,8 +174,9 @@ class CExprReader {
   [[noreturn]] void Fail(const std::string& strWhat) const {
     std::string strAt = AtEnd() ? "at the end" : Format("at character %zu", m_nPos + 1);
     std::string strRest = AtEnd() ? "" : " (\"" + m_strExpr.substr(m_nPos) + "\")";
-    throw CCliError(
-        Format("bad expression %s%s: %s", strAt.c_str(), strRest.c_str(), strWhat.c_str()));
+    throw CExprError(
+        Format("bad expression %s%s: %s", strAt.c_str(), strRest.c_str(), strWhat.c_str()),
+        m_nPos + 1);
   }
 
   const std::string& m_strExpr;
@@ -222,13 +223,13 @@ bool IsNumberText(const std::string& strValue) {
 void ValidateCriterion(const CExprCriterion& criterion, BYTE nColType) {
   const std::string& strValue = criterion.strValue;
   if (nColType == COL_TYPE_LONG && (strValue.empty() || !IsWholeNumber(strValue))) {
-    throw CCliError(
+    throw CHostError(
         Format("column \"%s\" is Long (whole numbers): \"%s\" is not a whole number of 32 bits",
                criterion.strColumn.c_str(), strValue.c_str()));
   }
   if (nColType == COL_TYPE_REAL && (strValue.empty() || !IsFiniteNumber(strValue))) {
-    throw CCliError(Format("column \"%s\" is Real (numbers): \"%s\" is not a number",
-                           criterion.strColumn.c_str(), strValue.c_str()));
+    throw CHostError(Format("column \"%s\" is Real (numbers): \"%s\" is not a number",
+                            criterion.strColumn.c_str(), strValue.c_str()));
   }
 }
 

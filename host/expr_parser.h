@@ -1,5 +1,6 @@
-// The query expression of "lorn query": criteria joined left to right by "&"
-// and "|", with no brackets and no precedence (A & B | C is (A and B) or C).
+// The query expression of the hosts ("lorn query", the Python module):
+// criteria joined left to right by "&" and "|", with no brackets and no
+// precedence (A & B | C is (A and B) or C).
 //
 //   criterion  COLUMN OP VALUE
 //   COLUMN     a column name (any case), or #N for column N from 0
@@ -12,9 +13,9 @@
 // Example: FAMILLE=OUTILS & PRIX<50 | REF=A12*
 //
 // This unit parses and checks; it prints nothing and knows no table, so that
-// every host of the expression shares it (it needs cli_error only).
-#ifndef LORN_TOOLS_LORN_EXPR_PARSER_H_
-#define LORN_TOOLS_LORN_EXPR_PARSER_H_
+// every host of the expression shares it (it needs host_error only).
+#ifndef LORN_HOST_EXPR_PARSER_H_
+#define LORN_HOST_EXPR_PARSER_H_
 
 #include <string>
 #include <vector>
@@ -28,14 +29,14 @@ struct CExprCriterion {
   std::string strValue;
 };
 
-// Parses strExpr. Throws CCliError for a malformed expression, with the
+// Parses strExpr. Throws CExprError for a malformed expression, with the
 // character position (from 1) and what was expected there.
 std::vector<CExprCriterion> ParseExpression(const std::string& strExpr);
 
 // Checks the value of a criterion against the type of its column, as the
 // column's index will read it: on a Long column (COL_TYPE_LONG) a whole
 // number of 32 bits, on a Real column a finite number; any text on a Str
-// column or one not yet typed (0). Throws CCliError naming the column and its
+// column or one not yet typed (0). Throws CHostError naming the column and its
 // type otherwise: the library would read "22abc" as 22 and "20.5" as 20.
 void ValidateCriterion(const CExprCriterion& criterion, BYTE nColType);
 
@@ -50,4 +51,4 @@ bool IsNumberText(const std::string& strValue);
 // stands for any rest of the text: a "*" before the end stands for itself.
 std::string CriterionSurprise(const CExprCriterion& criterion, BYTE nColType);
 
-#endif  // LORN_TOOLS_LORN_EXPR_PARSER_H_
+#endif  // LORN_HOST_EXPR_PARSER_H_
