@@ -19,6 +19,10 @@ command -v ninja >/dev/null || need_packages+=(ninja-build)
 command -v g++ >/dev/null || need_packages+=(g++)
 [ -f /usr/include/gtest/gtest.h ] || need_packages+=(libgtest-dev libgmock-dev)
 command -v help2man >/dev/null || need_packages+=(help2man)  # the manual page of lorn
+# The Python package: pybind11, the headers and pytest of Debian's Python.
+[ -f /usr/lib/cmake/pybind11/pybind11Config.cmake ] || need_packages+=(pybind11-dev)
+ls /usr/include/python3*/Python.h >/dev/null 2>&1 || need_packages+=(python3-dev)
+/usr/bin/python3 -c "import pytest" 2>/dev/null || need_packages+=(python3-pytest)
 if [ "${1:-}" = fuzz ]; then
   command -v clang++ >/dev/null || need_packages+=(clang)
   ls /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 ||
