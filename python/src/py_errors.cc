@@ -56,6 +56,8 @@ void RegisterErrors(py::module_& m) {
                            "A query that cannot be made: a malformed expression (position "
                            "gives the character, from 1, where reading stopped) or a value "
                            "that its column cannot hold (position is None).");
+  // Raised from Python as well, where no position is given.
+  py::handle(g_pQueryError).attr("position") = py::none();
   py::tuple columnBases = py::make_tuple(py::handle(g_pError), py::handle(PyExc_KeyError));
   g_pColumnError = NewClass(m, "ColumnError", columnBases.ptr(),
                             "A column name or number that the table does not have.");

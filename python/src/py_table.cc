@@ -306,6 +306,13 @@ void AddCriteria(CPyTable& table, CQueryStd& query, const std::vector<CPyCriteri
   if (criteria.empty()) {
     throw CValueError("a query needs at least one criterion");
   }
+  // A query chained to the table folds its values under its own locale:
+  // it takes the table's, so that its keys are those of the indexes.
+  CString strLocale;
+  table.Root().GetLocale(strLocale);
+  if (!strLocale.IsEmpty()) {
+    query.SetLocale(strLocale);
+  }
   for (size_t i = 0; i < criteria.size(); ++i) {
     const CPyCriterion& criterion = criteria[i];
     WORD nCol = table.ResolveColumn(criterion.column);

@@ -39,3 +39,13 @@ def tools(tmp_path):
 def pytest_configure(config):
     sys.dont_write_bytecode = True
     os.environ.setdefault("PYTHONDONTWRITEBYTECODE", "1")
+
+
+def run_python(code, cwd):
+    """Runs code in a fresh interpreter (the library's settings are
+    process-wide) and gives its standard output; fails on an error."""
+    import subprocess
+    result = subprocess.run([sys.executable, "-c", code], cwd=cwd, capture_output=True,
+                            text=True, env=dict(os.environ))
+    assert result.returncode == 0, result.stderr
+    return result.stdout
