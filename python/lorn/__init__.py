@@ -173,6 +173,12 @@ def _criterion(connector: str, column: Any, op: str, value: Any) -> tuple:
 
 
 def _iterate(core: Any, numbers: Sequence[int], columns: Optional[list]) -> Iterator[tuple]:
+    if len(numbers) <= _CHUNK:
+        return iter(core.rows(numbers, columns))
+    return _chunks(core, numbers, columns)
+
+
+def _chunks(core: Any, numbers: Sequence[int], columns: Optional[list]) -> Iterator[tuple]:
     for start in range(0, len(numbers), _CHUNK):
         yield from core.rows(list(numbers[start:start + _CHUNK]), columns)
 
@@ -211,29 +217,30 @@ class Query:
             raise Error(f"{core.path}: the table is closed")
         return core
 
-    def row_numbers(self) -> List[int]:
-        """The numbers (from 0) of the rows that qualify, ascending."""
+    def _numbers(self) -> List[int]:
         core = self._core()
         if self._rows is None:
             self._rows = core.run(self._criteria)
-        return list(self._rows)
+        return self._rows
+
+    def row_numbers(self) -> List[int]:
+        """The numbers (from 0) of the rows that qualify, ascending."""
+        return list(self._numbers())
 
     def count(self) -> int:
         """The number of rows that qualify."""
-        return len(self.row_numbers())
+        return len(self._numbers())
 
     def __len__(self) -> int:
         return self.count()
 
     def __iter__(self) -> Iterator[tuple]:
-        numbers = self.row_numbers()
-        return _iterate(self._core(), numbers, None)
+        return _iterate(self._core(), self._numbers(), None)
 
     def select(self, *columns: "str | int") -> List[tuple]:
         """The rows that qualify as tuples of the columns given, in the order
         given (a column may repeat)."""
-        numbers = self.row_numbers()
-        return list(_iterate(self._core(), numbers, list(columns)))
+        return list(_iterate(self._core(), self._numbers(), list(columns)))
 
     def view(self, *columns: "str | int") -> "View":
         """The rows that qualify seen through the columns given: the columns
@@ -250,7 +257,7 @@ class Query:
         numbers (Long: int64, or Int64 with empty cells as <NA>; Real: float64,
         empty cells NaN); a column with a list, range or wildcard stays text.
         """
-        return _frame(self._core(), self.row_numbers(), typed, columns)
+        return _frame(self._core(), self._numbers(), typed, columns)
 
 
 class View(NamedTuple):
@@ -274,16 +281,16 @@ def _frame(core: Any, numbers: Optional[List[int]], typed: bool,
 
     described = core.columns()
     chosen = [core.column_number(c) for c in columns] if columns is not None else list(range(len(described)))
-    lists = core.column_cells(numbers, chosen)
-    index = pd.RangeIndex(len(lists[0]) if lists else 0) if numbers is None else pd.Index(numbers, dtype="int64")
+    arrays = core.column_arrays(numbers, chosen)
+    count = len(arrays[0]) if arrays else (0 if numbers is None else len(numbers))
+    index = pd.RangeIndex(count) if numbers is None else pd.Index(numbers, dtype="int64")
     data = {}
-    for position, cells in enumerate(lists):
+    for position, cells in enumerate(arrays):
         kind = described[chosen[position]][1]
-        series = pd.Series(cells, index=index, dtype=object, copy=False)
         if typed and kind in (1, 2):
-            series = _typed(series, kind)
-        data[position] = series
-    frame = pd.DataFrame(data, index=index)
+            cells = _typed(pd.Series(cells, index=index, copy=False), kind)
+        data[position] = cells
+    frame = pd.DataFrame(data, index=index, copy=False)
     frame.columns = [described[c][0] for c in chosen]
     frame.index.name = "row"
     return frame

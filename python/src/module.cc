@@ -197,16 +197,16 @@ PYBIND11_MODULE(_lorn, m) {
           },
           py::arg("rows"), py::arg("columns") = py::none(), "Rows by number, as tuples.")
       .def(
-          "column_cells",
+          "column_arrays",
           [](CPyTable& table, const py::object& rows, const py::object& columns) {
             std::vector<long long> numbers;
             if (!rows.is_none()) {
               numbers = rows.cast<std::vector<long long>>();
             }
-            return table.ColumnCells(numbers, rows.is_none(), ToColumns(table, columns));
+            return table.ColumnArrays(numbers, rows.is_none(), ToColumns(table, columns));
           },
           py::arg("rows"), py::arg("columns") = py::none(),
-          "Cells column by column: one list per column; rows None for every row.")
+          "Cells column by column, one numpy object array per column; rows None: every row.")
       .def("values", &CPyTable::Values, py::arg("column"),
            "The distinct values of a column in key order.")
       .def(

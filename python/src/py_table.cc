@@ -1,5 +1,6 @@
 #include "python/src/py_table.h"
 
+#include <pybind11/numpy.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -246,8 +247,8 @@ py::list CPyTable::Rows(const std::vector<long long>& rows, const std::vector<WO
   return result;
 }
 
-py::list CPyTable::ColumnCells(const std::vector<long long>& rows, bool bAll,
-                               const std::vector<WORD>& cols) {
+py::list CPyTable::ColumnArrays(const std::vector<long long>& rows, bool bAll,
+                                const std::vector<WORD>& cols) {
   CLibLock lock;
   CCatStd& table = Root();
   if (!table.IsIndexed()) {
@@ -261,9 +262,13 @@ py::list CPyTable::ColumnCells(const std::vector<long long>& rows, bool bAll,
       chosen.push_back(static_cast<WORD>(nCol));
     }
   }
-  std::vector<py::list> lists;
+  // Object arrays of numpy, filled in place: pandas takes them as they are.
+  std::vector<py::array> arrays;
+  std::vector<PyObject**> data;
   for (size_t c = 0; c < chosen.size(); ++c) {
-    lists.emplace_back(nCount);
+    arrays.emplace_back(py::dtype("object"),
+                        std::vector<py::ssize_t>{static_cast<py::ssize_t>(nCount)});
+    data.push_back(static_cast<PyObject**>(arrays.back().mutable_data()));
   }
   CStringArray arCells;
   for (size_t i = 0; i < nCount; ++i) {
@@ -273,13 +278,15 @@ py::list CPyTable::ColumnCells(const std::vector<long long>& rows, bool bAll,
                              m_strPath.c_str(), static_cast<unsigned>(nRows)));
     }
     for (size_t c = 0; c < chosen.size(); ++c) {
-      py::object cell = CellObject(m_text, arCells, chosen[c]);
-      PyList_SET_ITEM(lists[c].ptr(), static_cast<Py_ssize_t>(i), cell.release().ptr());
+      // The array holds None (a null entry) until the cell replaces it.
+      PyObject*& pSlot = data[c][i];
+      Py_XDECREF(pSlot);
+      pSlot = CellObject(m_text, arCells, chosen[c]).release().ptr();
     }
   }
   py::list result;
-  for (py::list& list : lists) {
-    result.append(std::move(list));
+  for (py::array& array : arrays) {
+    result.append(std::move(array));
   }
   return result;
 }
@@ -357,7 +364,9 @@ std::vector<DWORD> CPyTable::Run(const std::vector<CPyCriterion>& criteria) {
   AddCriteria(*this, query, criteria);
   // The indexes that the criteria want are built here, other threads
   // running meanwhile.
-  BringUpToDate(py::none());
+  if (!table.IsIndexed()) {
+    BringUpToDate(py::none());
+  }
   if (!query.Run()) {
     BringUpToDate(py::none());
     throw CHostError(m_strPath + ": the query could not run");
@@ -389,7 +398,9 @@ py::tuple CPyTable::View(const std::vector<CPyCriterion>& criteria, const std::v
   }
   CQueryStd query(&table);
   AddCriteria(*this, query, criteria);
-  BringUpToDate(py::none());
+  if (!table.IsIndexed()) {
+    BringUpToDate(py::none());
+  }
   CStringArray arNames;
   for (WORD nCol : cols) {
     CString strName;

@@ -51,9 +51,9 @@ class CPyTable {
   // Rows by number as tuples of every cell, or of the cells of cols (column
   // numbers, in that order, repeats allowed) when it is not empty.
   pybind11::list Rows(const std::vector<long long>& rows, const std::vector<WORD>& cols);
-  // The same cells column by column: one list per column of cols (every
-  // column when empty); rows empty with bAll for every row of the table.
-  pybind11::list ColumnCells(const std::vector<long long>& rows, bool bAll,
+  // The same cells column by column: one numpy object array per column of
+  // cols (every column when empty); rows empty with bAll for every row.
+  pybind11::list ColumnArrays(const std::vector<long long>& rows, bool bAll,
                              const std::vector<WORD>& cols);
   // The distinct values of a column, in key order; indexes it when needed.
   pybind11::list Values(pybind11::object column);

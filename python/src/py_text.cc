@@ -1,10 +1,46 @@
 #include "python/src/py_text.h"
 
+#include <algorithm>
 #include <string>
 
 #include "platform/ctype_locale.h"
 
 namespace py = pybind11;
+
+namespace {
+
+// Windows-1252 from 0x80 to 0x9F; U+FFFD where the code page defines no
+// character. Below and above, a byte is the code point of the same number.
+constexpr Py_UCS4 kCp1252High[32] = {
+    0x20AC, 0xFFFD, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0xFFFD, 0x017D, 0xFFFD, 0xFFFD, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0xFFFD, 0x017E, 0x0178};
+
+Py_UCS4 Cp1252Char(unsigned char c) {
+  return c >= 0x80 && c <= 0x9F ? kCp1252High[c - 0x80] : c;
+}
+
+// A Windows-1252 text as str, without the codec machinery: cells are short
+// and many, and a lookup of the codec by name would cost more than the text.
+PyObject* DecodeCp1252(const char* pData, size_t nLen) {
+  const auto* pBytes = reinterpret_cast<const unsigned char*>(pData);
+  Py_UCS4 nMax = 0;
+  for (size_t i = 0; i < nLen; ++i) {
+    nMax = std::max(nMax, Cp1252Char(pBytes[i]));
+  }
+  PyObject* pText = PyUnicode_New(static_cast<Py_ssize_t>(nLen), nMax);
+  if (pText == nullptr) {
+    return nullptr;
+  }
+  int nKind = PyUnicode_KIND(pText);
+  void* pOut = PyUnicode_DATA(pText);
+  for (size_t i = 0; i < nLen; ++i) {
+    PyUnicode_WRITE(nKind, pOut, static_cast<Py_ssize_t>(i), Cp1252Char(pBytes[i]));
+  }
+  return pText;
+}
+
+}  // namespace
 
 int CodePageOfTableLocale(const char* pszLocale) {
   if (pszLocale == nullptr || *pszLocale == '\0') {
@@ -39,15 +75,7 @@ py::object CPyText::Cell(const char* pData, size_t nLen) const {
   } else if (m_eKind == EKind::utf8) {
     pObject = PyUnicode_DecodeUTF8(pData, nSize, "replace");
   } else if (m_eKind == EKind::cp1252) {
-    // Windows-1252 and Latin-1 differ only in 0x80 to 0x9F: text without
-    // such a byte takes the fast Latin-1 decoder.
-    bool bPlain = true;
-    for (size_t i = 0; i < nLen && bPlain; ++i) {
-      auto c = static_cast<unsigned char>(pData[i]);
-      bPlain = c < 0x80 || c > 0x9F;
-    }
-    pObject = bPlain ? PyUnicode_DecodeLatin1(pData, nSize, nullptr)
-                     : PyUnicode_Decode(pData, nSize, "cp1252", "replace");
+    pObject = DecodeCp1252(pData, nLen);
   } else {
     pObject = PyUnicode_Decode(pData, nSize, m_strEncoding.c_str(), "replace");
   }

@@ -7,11 +7,14 @@ from conftest import run_python, write_table
 
 
 def test_windows_1252_without_a_locale(tmp_path):
+    every = bytes(range(0x20, 0x100))
     path = write_table(tmp_path / "w.txt", ("NOM", "PRIX"),
-                       [(b"Cl\xe9 \x80", b"1"), (b"a\x81z", b"2"), (b"\xc9t\xe9", b"3")])
+                       [(b"Cl\xe9 \x80", b"1"), (b"a\x81z", b"2"), (b"\xc9t\xe9", b"3"),
+                        (every, b"4")])
     with lorn.Table(path) as table:
         assert table.encoding == "cp1252" and table.locale == ""
-        assert table.values("NOM") == ["a\ufffdz", "Clé €", "Été"]
+        assert table.row(3)[0] == every.decode("cp1252", "replace")
+        assert [v for v in table.values("NOM") if len(v) < 9] == ["a\ufffdz", "Clé €", "Été"]
         assert table.query("NOM='Été'").select("PRIX") == [("3",)]
         with pytest.raises(UnicodeEncodeError):
             table.query("NOM=日本").count()
