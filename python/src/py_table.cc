@@ -70,11 +70,13 @@ CPyTable::~CPyTable() {
   }
   try {
     CLibLock lock;
+    m_pQuery.reset();
     m_pTable.reset();
   } catch (...) {
     // Dropped from within a progress callback, where the library is busy:
-    // the object is left to the end of the process rather than destroyed
+    // the objects are left to the end of the process rather than destroyed
     // under the operation.
+    static_cast<void>(m_pQuery.release());
     static_cast<void>(m_pTable.release());
   }
 }
@@ -82,6 +84,7 @@ CPyTable::~CPyTable() {
 void CPyTable::Close() {
   if (m_pTable != nullptr) {
     CLibLock lock;
+    m_pQuery.reset();
     m_pTable.reset();
   }
 }
@@ -222,7 +225,7 @@ py::tuple CPyTable::RowTuple(DWORD nRow, CStringArray& arCells, const std::vecto
   py::tuple row(nCells);
   for (INT_PTR i = 0; i < nCells; ++i) {
     INT_PTR nCol = cols.empty() ? i : cols[static_cast<size_t>(i)];
-    row[static_cast<size_t>(i)] = CellObject(m_text, arCells, nCol);
+    PyTuple_SET_ITEM(row.ptr(), i, CellObject(m_text, arCells, nCol).release().ptr());
   }
   return row;
 }
@@ -308,6 +311,33 @@ py::list CPyTable::Values(py::object column) {
 
 namespace {
 
+// The criterion in the table's text, its value checked against its column.
+CExprCriterion CheckCriterion(CPyTable& table, CQueryStd& query, const CPyCriterion& criterion,
+                              WORD nCol) {
+  if (!IsMask(criterion.nMask)) {
+    throw CValueError(
+        Format("%d is no comparison: the masks are 1 (=), 16 (<), 17 (<=), 32 (>), 33 (>=) "
+               "and 48 (!=)",
+               criterion.nMask));
+  }
+  if (criterion.strConnector != "&" && criterion.strConnector != "|") {
+    throw CValueError("criteria are joined by \"&\" or \"|\", not \"" + criterion.strConnector +
+                      "\"");
+  }
+  CExprCriterion checked;
+  checked.strColumn = PyUnicode_Check(criterion.column.ptr())
+                          ? criterion.column.cast<std::string>()
+                          : py::str(criterion.column).cast<std::string>();
+  checked.nMask = static_cast<BYTE>(criterion.nMask);
+  checked.strValue = table.Text().ToTable(criterion.value);
+  try {
+    ValidateCriterion(checked, query.GetColType(nCol));
+  } catch (const CHostError& e) {
+    throw CValueError(e.what());
+  }
+  return checked;
+}
+
 // Puts the criteria into the query, each checked against its column.
 void AddCriteria(CPyTable& table, CQueryStd& query, const std::vector<CPyCriterion>& criteria) {
   if (criteria.empty()) {
@@ -323,25 +353,7 @@ void AddCriteria(CPyTable& table, CQueryStd& query, const std::vector<CPyCriteri
   for (size_t i = 0; i < criteria.size(); ++i) {
     const CPyCriterion& criterion = criteria[i];
     WORD nCol = table.ResolveColumn(criterion.column);
-    if (!IsMask(criterion.nMask)) {
-      throw CValueError(
-          Format("%d is no comparison: the masks are 1 (=), 16 (<), 17 (<=), 32 "
-                 "(>), 33 (>=) and 48 (!=)",
-                 criterion.nMask));
-    }
-    if (criterion.strConnector != "&" && criterion.strConnector != "|") {
-      throw CValueError("criteria are joined by \"&\" or \"|\", not \"" + criterion.strConnector +
-                        "\"");
-    }
-    CExprCriterion checked;
-    checked.strColumn = py::str(criterion.column).cast<std::string>();
-    checked.nMask = static_cast<BYTE>(criterion.nMask);
-    checked.strValue = table.Text().ToTable(criterion.value);
-    try {
-      ValidateCriterion(checked, query.GetColType(nCol));
-    } catch (const CHostError& e) {
-      throw CValueError(e.what());
-    }
+    CExprCriterion checked = CheckCriterion(table, query, criterion, nCol);
     if (i > 0) {
       query.AddOperator(criterion.strConnector == "|" ? CRIT_OR : CRIT_AND);
     }
@@ -354,14 +366,39 @@ void AddCriteria(CPyTable& table, CQueryStd& query, const std::vector<CPyCriteri
 
 }  // namespace
 
+CQueryStd& CPyTable::ReusableQuery(const std::vector<CPyCriterion>& criteria) {
+  std::string strShape;
+  std::vector<WORD> cols;
+  for (const CPyCriterion& criterion : criteria) {
+    cols.push_back(ResolveColumn(criterion.column));
+    strShape += Format("%s%u:%d,", criterion.strConnector.c_str(),
+                       static_cast<unsigned>(cols.back()), criterion.nMask);
+  }
+  if (m_pQuery != nullptr && !criteria.empty() && strShape == m_strQueryShape) {
+    for (size_t i = 0; i < criteria.size(); ++i) {
+      CExprCriterion checked = CheckCriterion(*this, *m_pQuery, criteria[i], cols[i]);
+      m_pQuery->SetCriteriaValue(static_cast<short>(i), checked.strValue.c_str());
+    }
+    // The table may have changed since the last run: the search runs again.
+    m_pQuery->Invalidate();
+    return *m_pQuery;
+  }
+  m_pQuery.reset();
+  m_strQueryShape.clear();
+  auto pQuery = std::make_unique<CQueryStd>(&Root());
+  AddCriteria(*this, *pQuery, criteria);
+  m_pQuery = std::move(pQuery);
+  m_strQueryShape = strShape;
+  return *m_pQuery;
+}
+
 std::vector<DWORD> CPyTable::Run(const std::vector<CPyCriterion>& criteria) {
   CLibLock lock;
   CCatStd& table = Root();
   if (!table.IsIndexed()) {
     BringUpToDate(py::none());
   }
-  CQueryStd query(&table);
-  AddCriteria(*this, query, criteria);
+  CQueryStd& query = ReusableQuery(criteria);
   // The indexes that the criteria want are built here, other threads
   // running meanwhile.
   if (!table.IsIndexed()) {

@@ -15,6 +15,7 @@
 
 #include "platform/types.h"
 #include "python/src/py_text.h"
+#include "query/query_std.h"
 #include "table/cat_std.h"
 
 // A criterion as Python hands it over: connector ("&" or "|", ignored on the
@@ -54,7 +55,7 @@ class CPyTable {
   // The same cells column by column: one numpy object array per column of
   // cols (every column when empty); rows empty with bAll for every row.
   pybind11::list ColumnArrays(const std::vector<long long>& rows, bool bAll,
-                             const std::vector<WORD>& cols);
+                              const std::vector<WORD>& cols);
   // The distinct values of a column, in key order; indexes it when needed.
   pybind11::list Values(pybind11::object column);
   // The rows that qualify, ascending, each once.
@@ -75,7 +76,14 @@ class CPyTable {
   std::vector<std::string> ColumnNames();
   pybind11::tuple RowTuple(DWORD nRow, CStringArray& arCells, const std::vector<WORD>& cols);
 
+  // The query of the last Run, kept for the next one of the same columns,
+  // masks and connectors, which only sets its values: a series of point
+  // queries makes one query object. Destroyed before the table.
+  CQueryStd& ReusableQuery(const std::vector<CPyCriterion>& criteria);
+
   std::unique_ptr<CCatStd> m_pTable;
+  std::unique_ptr<CQueryStd> m_pQuery;
+  std::string m_strQueryShape;
   std::string m_strPath;
   CPyText m_text;
   bool m_bRaw;

@@ -1,6 +1,7 @@
 #include "python/src/py_text.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "platform/ctype_locale.h"
@@ -24,6 +25,17 @@ Py_UCS4 Cp1252Char(unsigned char c) {
 // and many, and a lookup of the codec by name would cost more than the text.
 PyObject* DecodeCp1252(const char* pData, size_t nLen) {
   const auto* pBytes = reinterpret_cast<const unsigned char*>(pData);
+  size_t nAscii = 0;
+  while (nAscii < nLen && pBytes[nAscii] < 0x80) {
+    ++nAscii;
+  }
+  if (nAscii == nLen) {
+    PyObject* pText = PyUnicode_New(static_cast<Py_ssize_t>(nLen), 0x7F);
+    if (pText != nullptr) {
+      std::memcpy(PyUnicode_DATA(pText), pData, nLen);
+    }
+    return pText;
+  }
   Py_UCS4 nMax = 0;
   for (size_t i = 0; i < nLen; ++i) {
     nMax = std::max(nMax, Cp1252Char(pBytes[i]));
@@ -86,16 +98,25 @@ py::object CPyText::Cell(const char* pData, size_t nLen) const {
 }
 
 std::string CPyText::ToTable(py::handle text) const {
-  if (py::isinstance<py::bytes>(text)) {
-    return text.cast<std::string>();
+  if (PyBytes_Check(text.ptr())) {
+    return {PyBytes_AS_STRING(text.ptr()), static_cast<size_t>(PyBytes_GET_SIZE(text.ptr()))};
   }
-  if (!py::isinstance<py::str>(text)) {
+  if (!PyUnicode_Check(text.ptr())) {
     // Numbers are written as Python writes them: 50, 12.5.
     return ToTable(py::str(text));
   }
-  if (m_eKind == EKind::utf8) {
-    return text.cast<std::string>();
+  if (m_eKind == EKind::utf8 || PyUnicode_IS_ASCII(text.ptr())) {
+    Py_ssize_t nSize = 0;
+    const char* pData = PyUnicode_AsUTF8AndSize(text.ptr(), &nSize);
+    if (pData == nullptr) {
+      throw py::error_already_set();
+    }
+    return {pData, static_cast<size_t>(nSize)};
   }
-  py::object encoded = text.attr("encode")(m_strEncoding, "strict");
+  PyObject* pEncoded = PyUnicode_AsEncodedString(text.ptr(), m_strEncoding.c_str(), "strict");
+  if (pEncoded == nullptr) {
+    throw py::error_already_set();
+  }
+  py::bytes encoded = py::reinterpret_steal<py::bytes>(pEncoded);
   return encoded.cast<std::string>();
 }

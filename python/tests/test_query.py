@@ -45,3 +45,11 @@ def test_view_shows_chosen_columns_with_repeats_removed(tools):
         view = table.query("FAMILLE=JARDIN").view("STOCK", "REF")
         assert view.columns == ["REF", "STOCK"]
         assert list(view) == [("B1", "7"), ("B2", "12")]
+
+
+def test_queries_of_one_shape_in_a_row(tools):
+    with lorn.Table(tools) as table:
+        everything = list(table)
+        for family, price in [("OUTILS", 50), ("JARDIN", 50), ("OUTILS", 10), ("NONE", 99)]:
+            expected = [row for row in everything if row[2] == family and float(row[3]) < price]
+            assert list(table.query(f"FAMILLE={family} & PRIX<{price}")) == expected
