@@ -27,9 +27,13 @@ void CPyMonitor::SetPos(WORD nPos) {
 }
 
 void CPyMonitor::Report(WORD nPos) {
-  if (m_callback.is_none() || m_error) {
+  // The library sets the same position many times over; the callback hears
+  // of each change of position or text once.
+  if (m_callback.is_none() || m_error || (nPos == m_nReported && m_strText == m_strReported)) {
     return;
   }
+  m_nReported = nPos;
+  m_strReported = m_strText;
   py::gil_scoped_acquire acquire;
   try {
     // The library's texts are Windows-1252; a column name in a step may be

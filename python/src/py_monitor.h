@@ -1,6 +1,6 @@
 // Progress of a long operation (indexing, a rewrite) handed to a Python
 // callable as callback(percent, text): percent as the library reports it
-// (not limited to 100), text the title or step in force. The operation runs
+// (not limited to 100), text the title or step in force; each change once. The operation runs
 // without the interpreter lock; each report takes it for the call. A
 // callback cannot stop the operation: the first exception it raises is kept
 // and raised when the operation is over.
@@ -34,6 +34,8 @@ class CPyMonitor : public CProgressMonitor {
 
   pybind11::object m_callback;
   std::string m_strText;
+  int m_nReported = -1;  // the position and text last handed to the callback
+  std::string m_strReported;
   std::optional<pybind11::error_already_set> m_error;
 };
 

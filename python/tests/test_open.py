@@ -20,6 +20,7 @@ def test_columns_tell_type_size_and_index(tools):
         assert [c.indexed for c in table.columns] == [False, False, False, True, False, True]
         positions = [pos for pos, _ in reports]
         assert positions and positions == sorted(positions) and positions[-1] > 50
+        assert len(set(reports)) == len(reports)  # each change once
         assert any("Indexation" in text or "Tri" in text for _, text in reports)
 
 
