@@ -125,9 +125,11 @@ class Table:
         self._core.index(list(columns), progress)
 
     def __len__(self) -> int:
+        """The number of rows (examines the table when needed)."""
         return self._core.row_count()
 
     def __iter__(self) -> Iterator[tuple]:
+        """Every row, in table order, as a tuple of its cells."""
         return _iterate(self._core, range(len(self)), None)
 
     def row(self, number: int) -> tuple:
@@ -198,7 +200,8 @@ class Query:
         self._rows: Optional[List[int]] = None
 
     def __repr__(self) -> str:
-        text = " ".join(f"{c} {col}{m}{v!r}" for c, col, m, v in self._criteria)[2:]
+        ops = {mask: op for op, mask in _MASKS.items() if op not in ("==", "<>")}
+        text = " ".join(f"{c} {col}{ops[m]}{v!r}" for c, col, m, v in self._criteria)[2:]
         return f"<lorn.Query on {self._table.path!r}: {text}>"
 
     def and_(self, column: "str | int", op: str, value: Any) -> "Query":
@@ -232,9 +235,11 @@ class Query:
         return len(self._numbers())
 
     def __len__(self) -> int:
+        """The number of rows that qualify."""
         return self.count()
 
     def __iter__(self) -> Iterator[tuple]:
+        """The rows that qualify, in table order, as tuples of every cell."""
         return _iterate(self._core(), self._numbers(), None)
 
     def select(self, *columns: "str | int") -> List[tuple]:
@@ -269,9 +274,11 @@ class View(NamedTuple):
     rows: List[tuple]
 
     def __iter__(self):  # type: ignore[override]
+        """The rows of the view, as tuples of its columns' cells."""
         return iter(self.rows)
 
     def __len__(self) -> int:  # type: ignore[override]
+        """The number of rows of the view."""
         return len(self.rows)
 
 
