@@ -240,7 +240,13 @@ class Query:
 
     def __iter__(self) -> Iterator[tuple]:
         """The rows that qualify, in table order, as tuples of every cell."""
-        return _iterate(self._core(), self._numbers(), None)
+        core = self._core()
+        if self._rows is None:
+            # A first run with few rows reads them in the same call.
+            self._rows, rows = core.run_rows(self._criteria, _CHUNK)
+            if rows is not None:
+                return iter(rows)
+        return _iterate(core, self._rows, None)
 
     def select(self, *columns: "str | int") -> List[tuple]:
         """The rows that qualify as tuples of the columns given, in the order

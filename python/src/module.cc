@@ -214,6 +214,18 @@ PYBIND11_MODULE(_lorn, m) {
           [](CPyTable& table, const py::list& criteria) { return table.Run(ToCriteria(criteria)); },
           py::arg("criteria"), "The rows that qualify, ascending, each once.")
       .def(
+          "run_rows",
+          [](CPyTable& table, const py::list& criteria, size_t nLimit) {
+            std::vector<DWORD> numbers = table.Run(ToCriteria(criteria));
+            py::object rows = py::none();
+            if (numbers.size() <= nLimit) {
+              rows = table.Rows(std::vector<long long>(numbers.begin(), numbers.end()), {});
+            }
+            return py::make_tuple(py::cast(numbers), rows);
+          },
+          py::arg("criteria"), py::arg("limit"),
+          "(row numbers, their rows as tuples) in one call; rows None above limit rows.")
+      .def(
           "view",
           [](CPyTable& table, const py::list& criteria, const py::object& columns) {
             return table.View(ToCriteria(criteria), ToColumns(table, columns));
