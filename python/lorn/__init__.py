@@ -21,6 +21,7 @@ run meanwhile.
 from __future__ import annotations
 
 import dataclasses
+import errno
 import os
 from typing import Any, Callable, Iterable, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
@@ -389,17 +390,24 @@ def compact(path: "os.PathLike[str] | str", *columns: "str | int",
             progress: Optional[Progress] = None) -> None:
     """Rewrites the table so that rows which agree in all cells but one stand
     as one row whose cell lists the values; one pass per column given (every
-    column without any). The table is rewritten whole, or left as it was."""
+    column without any). The table is rewritten whole, or left as it was.
+
+    The rewrites refuse a table that a lorn.Table of this process holds
+    open (lorn.Error): close it first."""
     _lorn.compact(os.fspath(path), list(columns), progress)
 
 
 def uncompact(path: "os.PathLike[str] | str", *columns: "str | int",
-              to: "os.PathLike[str] | str | None" = None,
+              to: "os.PathLike[str] | str | None" = None, overwrite: bool = False,
               progress: Optional[Progress] = None) -> None:
     """Rewrites the table so that each list cell of the columns given (every
     column without any) becomes one row per value; with ``to``, writes the
-    result there and leaves the table alone."""
-    _lorn.uncompact(os.fspath(path), list(columns), "" if to is None else os.fspath(to), progress)
+    result there and leaves the table alone (FileExistsError when ``to``
+    exists, unless ``overwrite``)."""
+    target = "" if to is None else os.fspath(to)
+    if target and os.path.exists(target) and not overwrite:
+        raise FileExistsError(errno.EEXIST, "exists; give overwrite=True to replace it", target)
+    _lorn.uncompact(os.fspath(path), list(columns), target, progress)
 
 
 def crypt(path: "os.PathLike[str] | str", *, overwrite: bool = False,

@@ -32,6 +32,15 @@ BOOL RunRewrite(const std::function<BOOL()>& rewrite, py::object progress) {
   return bOK;
 }
 
+// Raises lorn.Error when a table of this process holds the file.
+void RequireClosed(const std::string& strPath) {
+  if (IsTableOpen(strPath)) {
+    throw CHostError(strPath +
+                     ": the table is open (a lorn.Table of this process holds it); "
+                     "close it before rewriting it");
+  }
+}
+
 // Raises PermissionError when the table file or its folder cannot be written.
 void RequireWritable(const std::string& strPath) {
   if (access(strPath.c_str(), W_OK) != 0) {
@@ -58,6 +67,7 @@ std::string TwinPath(const std::string& strPath, bool bCrypt) {
 
 void CompactTable(const std::string& strPath, const std::vector<py::object>& columns,
                   py::object progress) {
+  RequireClosed(strPath);
   RequireWritable(strPath);
   CPyTable table(strPath, false);
   CLibLock lock;
@@ -76,6 +86,7 @@ void CompactTable(const std::string& strPath, const std::vector<py::object>& col
 
 void UncompactTable(const std::string& strPath, const std::vector<py::object>& columns,
                     const std::string& strTarget, py::object progress) {
+  RequireClosed(strPath);
   if (strTarget.empty()) {
     RequireWritable(strPath);
   }
@@ -98,6 +109,7 @@ void UncompactTable(const std::string& strPath, const std::vector<py::object>& c
 
 std::string ConvertTable(const std::string& strPath, bool bCrypt, bool bOverwrite,
                          py::object progress) {
+  RequireClosed(strPath);
   CPyTable table(strPath, false);
   if (table.IsScrambled() == bCrypt) {
     throw CHostError(
@@ -123,6 +135,7 @@ std::string ConvertTable(const std::string& strPath, bool bCrypt, bool bOverwrit
 }
 
 void DeleteTableRows(const std::string& strPath, const std::vector<long long>& rows) {
+  RequireClosed(strPath);
   RequireWritable(strPath);
   CPyTable table(strPath, false);
   if (table.IsScrambled()) {

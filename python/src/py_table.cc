@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <set>
 #include <utility>
 
 #include "frame/lorn_defs.h"
@@ -39,7 +40,20 @@ py::object CellObject(const CPyText& text, const CStringArray& arCells, INT_PTR 
   return text.Cell(strCell.GetString(), static_cast<size_t>(strCell.GetLength()));
 }
 
+// The files that tables of this module hold open, by device and inode;
+// changed under CLibLock.
+std::multiset<std::pair<dev_t, ino_t>>& OpenTables() {
+  static std::multiset<std::pair<dev_t, ino_t>> s_openTables;
+  return s_openTables;
+}
+
 }  // namespace
+
+bool IsTableOpen(const std::string& strPath) {
+  struct stat st {};
+  CLibLock lock;
+  return stat(strPath.c_str(), &st) == 0 && OpenTables().count({st.st_dev, st.st_ino}) > 0;
+}
 
 CPyTable::CPyTable(const std::string& strPath, bool bRaw) : m_strPath(strPath), m_bRaw(bRaw) {
   struct stat st {};
@@ -62,6 +76,8 @@ CPyTable::CPyTable(const std::string& strPath, bool bRaw) : m_strPath(strPath), 
   }
   CString strLocale;
   m_text = CPyText(m_pTable->GetLocale(strLocale), bRaw);
+  m_fileId = {st.st_dev, st.st_ino};
+  OpenTables().insert(m_fileId);
 }
 
 CPyTable::~CPyTable() {
@@ -72,6 +88,7 @@ CPyTable::~CPyTable() {
     CLibLock lock;
     m_pQuery.reset();
     m_pTable.reset();
+    OpenTables().erase(OpenTables().find(m_fileId));
   } catch (...) {
     // Dropped from within a progress callback, where the library is busy:
     // the objects are left to the end of the process rather than destroyed
@@ -86,6 +103,7 @@ void CPyTable::Close() {
     CLibLock lock;
     m_pQuery.reset();
     m_pTable.reset();
+    OpenTables().erase(OpenTables().find(m_fileId));
   }
 }
 

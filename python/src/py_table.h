@@ -9,8 +9,11 @@
 
 #include <pybind11/pybind11.h>
 
+#include <sys/types.h>
+
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/types.h"
@@ -27,6 +30,10 @@ struct CPyCriterion {
   int nMask;
   pybind11::object value;
 };
+
+// Whether a CPyTable is open on the file at strPath (the same file, by
+// whatever path). A rewrite refuses such a file: the open table holds it.
+bool IsTableOpen(const std::string& strPath);
 
 class CPyTable {
  public:
@@ -87,6 +94,7 @@ class CPyTable {
   std::string m_strPath;
   CPyText m_text;
   bool m_bRaw;
+  std::pair<dev_t, ino_t> m_fileId{};  // the open file, as OpenTables counts it
 };
 
 #endif  // LORN_PYTHON_SRC_PY_TABLE_H_

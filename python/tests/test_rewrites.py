@@ -23,6 +23,10 @@ def test_compact_and_uncompact_round_trip(tmp_path):
     target = tmp_path / "flat.txt"
     lorn.uncompact(path, "COULEUR", to=target)
     assert sorted(rows_of(target)) == sorted(rows)
+    with pytest.raises(FileExistsError):
+        lorn.uncompact(path, "COULEUR", to=target)
+    with lorn.Table(path), pytest.raises(lorn.Error, match="close it"):
+        lorn.compact(path)
     assert len(rows_of(path)) == 2  # with a target, the table stays as it was
     lorn.uncompact(path)
     assert sorted(rows_of(path)) == sorted(rows)
