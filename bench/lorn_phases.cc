@@ -52,8 +52,12 @@ CPhaseResult MakeResult(const char* pszKey, const std::string& strTitle, BYTE nR
   return result;
 }
 
+// The key and the title ending of a phase run under the exact search.
 const char* ExactSuffix(const CBenchContext& ctx) {
   return ctx.bExact ? "_exact" : "";
+}
+const char* ExactTitle(const CBenchContext& ctx) {
+  return ctx.bExact ? ", exact" : "";
 }
 
 // Records the first wrong answer of a phase; later ones only count.
@@ -259,7 +263,7 @@ void PhasePointQueries(const CBenchContext& ctx, WORD nCol, CResultSink& sink) {
   CPhaseResult result =
       MakeResult((std::string("point_") + TypeKey(nCol) + ExactSuffix(ctx)).c_str(),
                  std::string("point query ") + TypeName(nCol) + " " +
-                     CCatalogueGen::GetColumnName(nCol) + " + rows" + ExactSuffix(ctx),
+                     CCatalogueGen::GetColumnName(nCol) + " + rows" + ExactTitle(ctx),
                  RATE_US_PER_OP, 0);
   ULONGLONG nRows = 0;
   std::vector<std::string> arKeyTexts;
@@ -295,7 +299,7 @@ void PhaseRangeQueries(const CBenchContext& ctx, CResultSink& sink) {
                                         TypeKey(nCol) + ExactSuffix(ctx))
                                            .c_str(),
                                        std::string("range mask ") + std::to_string(range.nOp) +
-                                           " " + TypeName(nCol) + " + rows" + ExactSuffix(ctx),
+                                           " " + TypeName(nCol) + " + rows" + ExactTitle(ctx),
                                        RATE_ROWS_PER_S, nWanted);
       CChecker check;
       for (DWORD nRep = 0; nRep <= ctx.nReps; ++nRep) {
