@@ -222,17 +222,7 @@ PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource, 
     return writer.IsReadable() ? PASS_DONE : PASS_UNREADABLE;
   }
   CMergeGroups groups(nCols, nCol);
-  CStringArray arRow;
-  if (SkipHeader(table, arRow)) {
-    for (DWORD nRowPos = table.m_nFilePos; table.ReadLine(arRow, 0, nullptr) > 0;
-         nRowPos = table.m_nFilePos) {
-      if (IsSplitLineEnd(table, nRowPos, arRow)) {
-        continue;
-      }
-      arRow.SetSize(nCols);
-      groups.AddRow(arRow);
-    }
-  }
+  ForEachRow(table, nCols, [&](CStringArray& arRow, DWORD, DWORD) { groups.AddRow(arRow); });
   // Each row folded into another leaves the table.
   table.m_nRows -= groups.GetMerged();
 
