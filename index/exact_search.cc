@@ -46,6 +46,9 @@ void FindValues(CIndex& index, const CZoneBounds& zones, const void* pKey, BYTE 
       }
     }
   }
+  if (!bTestEach && (nOp & (CRIT_EQUAL | CRIT_GREATER)) == 0) {
+    return;  // nothing in or behind the block qualifies
+  }
   DWORD n = nBlock;
   for (; n < zones.nRanges && index.CompareValue(n, pBlockKey) == 0; ++n) {
     if (bTestEach ? index.TestValue(n, nOp, pKey) != 0 : (nOp & CRIT_EQUAL) != 0) {
