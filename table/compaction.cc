@@ -302,6 +302,25 @@ void ForgetSidecarQuietly(CCatStd& table) {
   ForgetStamp(table);
 }
 
+// The end of a rewrite that succeeded: the sidecar of a replaced table file
+// goes (bReplaced), the monitor ends, and the table is open and indexed
+// again as it was before.
+void FinishRewrite(CCatStd& table, BOOL bReplaced, CProgressMonitor* pMonitor, BOOL bWasOpen,
+                   BOOL bWasIndexed) {
+  if (bReplaced) {
+    ForgetSidecar(table);
+  }
+  if (pMonitor != nullptr) {
+    pMonitor->End();
+  }
+  if (bWasOpen) {
+    table.Open(nullptr);
+  }
+  if (bWasIndexed) {
+    table.IndexTable();
+  }
+}
+
 }  // namespace
 
 BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
@@ -385,16 +404,7 @@ BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
     throw;
   }
 
-  ForgetSidecar(*this);
-  if (pMonitor != nullptr) {
-    pMonitor->End();
-  }
-  if (bWasOpen) {
-    Open(nullptr);
-  }
-  if (bWasIndexed) {
-    IndexTable();
-  }
+  FinishRewrite(*this, TRUE, pMonitor, bWasOpen, bWasIndexed);
   return TRUE;
 }
 
@@ -502,17 +512,6 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     throw;
   }
 
-  if (bOwnFile) {
-    ForgetSidecar(*this);
-  }
-  if (pMonitor != nullptr) {
-    pMonitor->End();
-  }
-  if (bWasOpen) {
-    Open(nullptr);
-  }
-  if (bWasIndexed) {
-    IndexTable();
-  }
+  FinishRewrite(*this, bOwnFile, pMonitor, bWasOpen, bWasIndexed);
   return TRUE;
 }
