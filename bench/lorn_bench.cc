@@ -14,7 +14,8 @@
 //                       one compare.sh gives to SQLite
 //   --only LIST         comma-separated groups: floor, index, add, open,
 //                       point, range, three, view, readrow, nextcol, crypt,
-//                       delete, compact (default: all)
+//                       delete, compact, exact (the point and range
+//                       phases again under the exact search) (default: all)
 //   --compact-rows N    largest table of the compaction ladder (100000)
 //   --budget S          time limit of one phase, seconds (1800)
 //   --compact-budget S  time limit of one compaction size, seconds (120)
@@ -69,8 +70,9 @@ struct COptions {
   BOOL bKeep = FALSE;
 };
 
-const char* const kGroups[] = {"floor", "index",   "add",     "open",  "point",  "range",  "three",
-                               "view",  "readrow", "nextcol", "crypt", "delete", "compact"};
+const char* const kGroups[] = {"floor", "index",  "add",     "open",    "point",
+                               "range", "three",  "view",    "readrow", "nextcol",
+                               "crypt", "delete", "compact", "exact"};
 
 int Usage() {
   std::fprintf(stderr,
@@ -322,8 +324,8 @@ int main(int argc, char** argv) {
   }
 
   const BOOL bQueries = run.Wants("open") || run.Wants("point") || run.Wants("range") ||
-                        run.Wants("three") || run.Wants("view") || run.Wants("readrow") ||
-                        run.Wants("nextcol");
+                        run.Wants("exact") || run.Wants("three") || run.Wants("view") ||
+                        run.Wants("readrow") || run.Wants("nextcol");
   if (bQueries) {
     run.Run("index_all", "index all columns", nBudget,
             [&](CResultSink& sink) { PhaseIndexAll(ctx, sink); });
@@ -344,6 +346,16 @@ int main(int argc, char** argv) {
   if (run.Wants("range")) {
     run.Run("range", "range queries", nBudget,
             [&](CResultSink& sink) { PhaseRangeQueries(ctx, sink); });
+  }
+  if (run.Wants("exact")) {
+    CBenchContext exact = ctx;
+    exact.bExact = TRUE;
+    for (WORD nCol : {GEN_COL_STOCK, GEN_COL_PRIX, GEN_COL_LIBELLE}) {
+      run.Run("point_exact", "point queries, exact search", nBudget,
+              [&](CResultSink& sink) { PhasePointQueries(exact, nCol, sink); });
+    }
+    run.Run("range_exact", "range queries, exact search", nBudget,
+            [&](CResultSink& sink) { PhaseRangeQueries(exact, sink); });
   }
   if (run.Wants("three")) {
     run.Run("three", "CRIT_DIFFERENT and three criteria", nBudget,

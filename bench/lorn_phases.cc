@@ -52,6 +52,14 @@ CPhaseResult MakeResult(const char* pszKey, const std::string& strTitle, BYTE nR
   return result;
 }
 
+// The key and the title ending of a phase run under the exact search.
+const char* ExactSuffix(const CBenchContext& ctx) {
+  return ctx.bExact ? "_exact" : "";
+}
+const char* ExactTitle(const CBenchContext& ctx) {
+  return ctx.bExact ? ", exact" : "";
+}
+
 // Records the first wrong answer of a phase; later ones only count.
 class CChecker {
  public:
@@ -232,6 +240,7 @@ void PhaseOpen(const CBenchContext& ctx, CResultSink& sink) {
 }
 
 void PhasePointQueries(const CBenchContext& ctx, WORD nCol, CResultSink& sink) {
+  SetExactSearch(ctx.bExact);
   const CBenchWorkload& work = *ctx.pWork;
   const std::vector<DWORD>& arKeys = nCol == GEN_COL_PRIX      ? work.m_arPriceKeys
                                      : nCol == GEN_COL_LIBELLE ? work.m_arLabelKeys
@@ -251,10 +260,11 @@ void PhasePointQueries(const CBenchContext& ctx, WORD nCol, CResultSink& sink) {
                                                     : work.CountStock(nKey);
     check.Expect(nFound, nWanted, "rows of " + KeyText(nCol, nKey));
   }
-  CPhaseResult result = MakeResult((std::string("point_") + TypeKey(nCol)).c_str(),
-                                   std::string("point query ") + TypeName(nCol) + " " +
-                                       CCatalogueGen::GetColumnName(nCol) + " + rows",
-                                   RATE_US_PER_OP, 0);
+  CPhaseResult result =
+      MakeResult((std::string("point_") + TypeKey(nCol) + ExactSuffix(ctx)).c_str(),
+                 std::string("point query ") + TypeName(nCol) + " " +
+                     CCatalogueGen::GetColumnName(nCol) + " + rows" + ExactTitle(ctx),
+                 RATE_US_PER_OP, 0);
   ULONGLONG nRows = 0;
   std::vector<std::string> arKeyTexts;
   for (DWORD nKey : arKeys) {
@@ -274,6 +284,7 @@ void PhasePointQueries(const CBenchContext& ctx, WORD nCol, CResultSink& sink) {
 }
 
 void PhaseRangeQueries(const CBenchContext& ctx, CResultSink& sink) {
+  SetExactSearch(ctx.bExact);
   const CBenchWorkload& work = *ctx.pWork;
   CCatStd table(ctx.strTable.c_str());
   OpenIndexed(table, ctx);
@@ -284,10 +295,12 @@ void PhaseRangeQueries(const CBenchContext& ctx, CResultSink& sink) {
       const DWORD nWanted = work.CountRange(range, nCol == GEN_COL_PRIX);
       CQueryStd query(&table);
       query.AddCriteria(nCol, range.nOp, strKey.c_str());
-      CPhaseResult result = MakeResult(
-          (std::string("range") + std::to_string(range.nOp) + "_" + TypeKey(nCol)).c_str(),
-          std::string("range mask ") + std::to_string(range.nOp) + " " + TypeName(nCol) + " + rows",
-          RATE_ROWS_PER_S, nWanted);
+      CPhaseResult result = MakeResult((std::string("range") + std::to_string(range.nOp) + "_" +
+                                        TypeKey(nCol) + ExactSuffix(ctx))
+                                           .c_str(),
+                                       std::string("range mask ") + std::to_string(range.nOp) +
+                                           " " + TypeName(nCol) + " + rows" + ExactTitle(ctx),
+                                       RATE_ROWS_PER_S, nWanted);
       CChecker check;
       for (DWORD nRep = 0; nRep <= ctx.nReps; ++nRep) {
         query.Invalidate();

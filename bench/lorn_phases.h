@@ -25,6 +25,9 @@ struct CBenchContext {
   // an empty row wherever a CR LF straddles two fills of the line buffer.
   const CReaderRows* pRows = nullptr;
   DWORD nReps = 5;
+  // The point and range phases under the exact search (SetExactSearch),
+  // their keys ending in "_exact".
+  BOOL bExact = FALSE;
 };
 
 // A bare pass over the file (the floor of any full pass).

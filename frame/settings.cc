@@ -38,6 +38,8 @@ CString& ProcessCatalogDir() {
   return s_strCatalogDir;
 }
 CProgressMonitor* s_pMonitor = nullptr;
+// The exact search: process-wide, as the library object has no member for it.
+BOOL s_bExactSearch = FALSE;
 
 }  // namespace
 
@@ -171,6 +173,14 @@ BOOL SetDefaultLocale(const char* pszLocale) {
   std::strncpy(CCatStd::s_szDefLocale, pszLocale, sizeof(CCatStd::s_szDefLocale) - 1);
   CCatStd::s_bDefLocaleSet = 1;
   return TRUE;
+}
+
+void SetExactSearch(BOOL bExact) {
+  s_bExactSearch = bExact ? TRUE : FALSE;
+}
+
+BOOL GetExactSearch() {
+  return s_bExactSearch;
 }
 
 void SetProgressMonitor(CProgressMonitor* pMonitor) {

@@ -24,13 +24,13 @@ class CLornDynLinkLibrary : public CObject {
   CLornDynLinkLibrary();
   ~CLornDynLinkLibrary() override;
 
-  char m_cColSep;               // cell separator, TAB
-  char m_cRangeOpen;            // "("
-  char m_cRangeClose;           // ")"
-  char m_cValueSep;             // "*", between the values of a list
-  char m_cAnyValue;             // "*", the lone wildcard
-  CString m_strRangeSep;        // ".."
-  CString m_strCatalogDir;      // replaces a loaded table's directory; empty: none
+  char m_cColSep;                // cell separator, TAB
+  char m_cRangeOpen;             // "("
+  char m_cRangeClose;            // ")"
+  char m_cValueSep;              // "*", between the values of a list
+  char m_cAnyValue;              // "*", the lone wildcard
+  CString m_strRangeSep;         // ".."
+  CString m_strCatalogDir;       // replaces a loaded table's directory; empty: none
   CProgressMonitor* m_pMonitor;  // not owned; null: no monitor
 };
 
@@ -50,6 +50,13 @@ LORN_API BOOL SetDefaultLocale(const char* pszLocale);
 // The monitor is not owned: the host clears it before destroying it.
 LORN_API void SetProgressMonitor(CProgressMonitor* pMonitor);
 LORN_API CProgressMonitor* GetProgressMonitor();
+// Extension, off by default: with bExact, a query answers each criterion
+// with exactly the rows whose cells qualify by the criterion's plain meaning
+// (a value compared with the key, a range by its bounds and brackets, the
+// wildcard always), where the index walk can miss or add rows at ranges and
+// "?" patterns. Reaches the queries run after the call; no file changes.
+LORN_API void SetExactSearch(BOOL bExact);
+LORN_API BOOL GetExactSearch();
 // SplitCellEx with the library's grammar settings (the stock ones while no
 // library object exists).
 LORN_API BYTE SplitCellDefault(const char* pszCell, CStringArray& arValues, BYTE* pFlags);

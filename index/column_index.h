@@ -131,10 +131,10 @@ class CIndex : public CObject {
   PFN_COMPARE m_pfnCompareKeys;
   PFN_COMPARE m_pfnMatch;
   BOOL m_bBuilding;
-  CObArray m_arTempFiles;  // CFile per zone during a build
+  CObArray m_arTempFiles;      // CFile per zone during a build
   CStringArray m_arTempNames;  // empty: the temporary files have no name
-  CByteArray m_arZoneSorted;  // zones 1 to 3: nothing added since the last sort
-  CEntryCache* m_pCache;      // read-ahead window on the sidecar; owned
+  CByteArray m_arZoneSorted;   // zones 1 to 3: nothing added since the last sort
+  CEntryCache* m_pCache;       // read-ahead window on the sidecar; owned
   // Rows of the table whose sidecar held this index when it was read; no
   // entry names a row from here up. 0xFFFFFFFF: no limit (an index built in
   // this process, whose rows come from the table itself).

@@ -5,41 +5,9 @@
 #include "index/column_index.h"
 #include "index/entry_cache.h"
 #include "index/entry_codec.h"
+#include "index/index_zones.h"
 
 namespace {
-
-// Bound positions and sizes of the four zones of an index.
-struct CZoneBounds {
-  DWORD nAny;     // W: first entry of zone 1
-  DWORD nRanges;  // E1: first entry of zone 2
-  DWORD nByHigh;  // E2: first entry of zone 3
-  DWORD nEnd;     // E3
-};
-
-CZoneBounds BoundsOf(const CIndex& index) {
-  CZoneBounds bounds;
-  bounds.nAny = index.m_nAnyCount;
-  bounds.nRanges = bounds.nAny + index.m_nValueCount;
-  bounds.nByHigh = bounds.nRanges + index.m_nRangeCount;
-  bounds.nEnd = bounds.nByHigh + index.m_nRangeCount;
-  return bounds;
-}
-
-// Binary search over zone 1 (bZoneByHigh FALSE) or zone 3 (TRUE) with the
-// match function; the entry position relative to the zone.
-DWORD FindInZone(CIndex& index, const void* pKey, BOOL bZoneByHigh) {
-  DWORD nPos = index.m_nDataPos + 4 * index.m_nAnyCount;
-  DWORD nCount = index.m_nValueCount;
-  WORD nEntrySize = ValueEntrySize(index.m_nKeySize);
-  if (bZoneByHigh) {
-    nPos += ValueEntrySize(index.m_nKeySize) * index.m_nValueCount +
-            RangeEntrySize(index.m_nKeySize) * index.m_nRangeCount;
-    nCount = index.m_nRangeCount;
-    nEntrySize = RangeEntrySize(index.m_nKeySize);
-  }
-  return FindInFileCached(*index.m_pCache, index.m_pFile, pKey, nPos, nCount, nEntrySize,
-                          index.m_pfnMatch, index.m_pEntry, FALSE);
-}
 
 // Text of a Real key: 16 significant digits.
 CString FormatReal(double dValue) {
@@ -143,7 +111,7 @@ BOOL CIndex::FindStep(const void* pKey, BYTE nOp, BOOL bFirst) {
       // Past the last equal entry: zone 3 is walked from its start.
       m_nCursor = bounds.nByHigh;
     } else {
-      m_nCursor = bounds.nAny + FindInZone(*this, pKey, FALSE);
+      m_nCursor = bounds.nAny + FindInZone(*this, pKey, FALSE, m_pfnMatch, FALSE);
       if (m_nCursor < bounds.nRanges && CompareValue(m_nCursor, pKey) == 0) {
         if (nOp == CRIT_GREATER) {
           while (m_nCursor < bounds.nRanges && CompareValue(m_nCursor, pKey) == 0) {
@@ -182,7 +150,7 @@ BOOL CIndex::FindStep(const void* pKey, BYTE nOp, BOOL bFirst) {
   if (bFresh) {
     // Whatever qualifies under masks 1, 32 and 33 has its high bound at or
     // above the key.
-    m_nCursor = bounds.nByHigh + FindInZone(*this, pKey, TRUE);
+    m_nCursor = bounds.nByHigh + FindInZone(*this, pKey, TRUE, m_pfnMatch, FALSE);
     if (m_nCursor >= bounds.nEnd) {
       return FALSE;
     }

@@ -255,26 +255,12 @@ UINT CFile::Read(void* lpBuf, UINT nCount) {
   }
   BYTE* pBuf = static_cast<BYTE*>(lpBuf);
   UINT nDone = 0;
-  if (m_bOwnPosition) {
-    while (nDone < nCount) {
-      ssize_t nGot =
-          ::pread(m_hFile, pBuf + nDone, nCount - nDone, static_cast<off_t>(m_nPosition));
-      if (nGot < 0) {
-        if (errno == EINTR) {
-          continue;
-        }
-        ThrowErrno(errno);
-      }
-      if (nGot == 0) {
-        break;
-      }
-      nDone += static_cast<UINT>(nGot);
-      m_nPosition += static_cast<ULONGLONG>(nGot);
-    }
-    return nDone;
-  }
+  // A file that keeps its position itself reads at it; a read ends at the
+  // file's end or once nCount bytes are in.
   while (nDone < nCount) {
-    ssize_t nGot = ::read(m_hFile, pBuf + nDone, nCount - nDone);
+    const ssize_t nGot = m_bOwnPosition ? ::pread(m_hFile, pBuf + nDone, nCount - nDone,
+                                                  static_cast<off_t>(m_nPosition))
+                                        : ::read(m_hFile, pBuf + nDone, nCount - nDone);
     if (nGot < 0) {
       if (errno == EINTR) {
         continue;
@@ -285,6 +271,9 @@ UINT CFile::Read(void* lpBuf, UINT nCount) {
       break;
     }
     nDone += static_cast<UINT>(nGot);
+    if (m_bOwnPosition) {
+      m_nPosition += static_cast<ULONGLONG>(nGot);
+    }
   }
   return nDone;
 }

@@ -7,6 +7,7 @@
 #include "frame/monitor.h"
 #include "frame/settings.h"
 #include "index/column_index.h"
+#include "index/exact_search.h"
 #include "platform/carchive.h"
 #include "table/cat_internal.h"
 #include "table/row_table.h"
@@ -205,16 +206,21 @@ BOOL CQueryStd::Run() {
       bool bDifferent = nOp == CRIT_DIFFERENT;
       BYTE nWalkOp = bDifferent ? CRIT_EQUAL : nOp;
       std::vector<DWORD> arHits;
-      for (BOOL bFound = pIndex->Find(pKey, nWalkOp, TRUE); bFound;
-           bFound = pIndex->Find(pKey, nWalkOp, FALSE)) {
-        DWORD nRow = static_cast<DWORD>(pIndex->GetRow());
-        if (bDifferent) {
-          arHits.push_back(nRow);
-        } else if (bFree || Contains(pPrevious, nRow)) {
-          arRows.push_back(nRow);
+      if (GetExactSearch()) {
+        FindExact(*pIndex, pKey, nWalkOp, arHits);
+      } else {
+        for (BOOL bFound = pIndex->Find(pKey, nWalkOp, TRUE); bFound;
+             bFound = pIndex->Find(pKey, nWalkOp, FALSE)) {
+          arHits.push_back(static_cast<DWORD>(pIndex->GetRow()));
         }
       }
-      if (bDifferent) {
+      if (!bDifferent) {
+        for (DWORD nRow : arHits) {
+          if (bFree || Contains(pPrevious, nRow)) {
+            arRows.push_back(nRow);
+          }
+        }
+      } else {
         // Every row of the table that is no hit of "equal", however often
         // it was hit.
         std::sort(arHits.begin(), arHits.end());

@@ -1,7 +1,8 @@
 // CQueryStd: the row set that a caller defines by criteria on columns,
 // joined two by two by "&" and "|" and read strictly from left to right
 // (A & B | C is (A and B) or C). Every criterion is one walk through its
-// column's index; adding a criterion marks its column as wanted and the run
+// column's index (under SetExactSearch, the exact search of
+// index/exact_search.h); adding a criterion marks its column as wanted and the run
 // builds every missing index first. The answer is the ascending list of the
 // rows that qualify, a row repeated once for each of its values that
 // qualifies.
@@ -51,7 +52,7 @@ class LORN_API CQueryStd : public CSetStd {
   // A new criterion of the column's type, owned by the caller.
   LORN_INTERNAL CCriteria* CreateCriteria(WORD nCol, BYTE nOp, const char* pszValue);
 
-  CObArray m_arCriteria;   // CCriteria*, owned
+  CObArray m_arCriteria;     // CCriteria*, owned
   CByteArray m_arOperators;  // entry i stands between criteria i and i + 1
 };
 

@@ -222,17 +222,7 @@ PassResult RunCompactPass(CCatStd& table, short nCol, const CString& strSource, 
     return writer.IsReadable() ? PASS_DONE : PASS_UNREADABLE;
   }
   CMergeGroups groups(nCols, nCol);
-  CStringArray arRow;
-  if (SkipHeader(table, arRow)) {
-    for (DWORD nRowPos = table.m_nFilePos; table.ReadLine(arRow, 0, nullptr) > 0;
-         nRowPos = table.m_nFilePos) {
-      if (IsSplitLineEnd(table, nRowPos, arRow)) {
-        continue;
-      }
-      arRow.SetSize(nCols);
-      groups.AddRow(arRow);
-    }
-  }
+  ForEachRow(table, nCols, [&](CStringArray& arRow, DWORD, DWORD) { groups.AddRow(arRow); });
   // Each row folded into another leaves the table.
   table.m_nRows -= groups.GetMerged();
 
@@ -310,6 +300,25 @@ void ForgetSidecarQuietly(CCatStd& table) {
     // told below
   }
   ForgetStamp(table);
+}
+
+// The end of a rewrite that succeeded: the sidecar of a replaced table file
+// goes (bReplaced), the monitor ends, and the table is open and indexed
+// again as it was before.
+void FinishRewrite(CCatStd& table, BOOL bReplaced, CProgressMonitor* pMonitor, BOOL bWasOpen,
+                   BOOL bWasIndexed) {
+  if (bReplaced) {
+    ForgetSidecar(table);
+  }
+  if (pMonitor != nullptr) {
+    pMonitor->End();
+  }
+  if (bWasOpen) {
+    table.Open(nullptr);
+  }
+  if (bWasIndexed) {
+    table.IndexTable();
+  }
 }
 
 }  // namespace
@@ -395,16 +404,7 @@ BOOL CCatStd::CompactTable(const char* pszReserved, CWordArray* pCols) {
     throw;
   }
 
-  ForgetSidecar(*this);
-  if (pMonitor != nullptr) {
-    pMonitor->End();
-  }
-  if (bWasOpen) {
-    Open(nullptr);
-  }
-  if (bWasIndexed) {
-    IndexTable();
-  }
+  FinishRewrite(*this, TRUE, pMonitor, bWasOpen, bWasIndexed);
   return TRUE;
 }
 
@@ -512,17 +512,6 @@ BOOL CCatStd::UncompactTable(const char* pszTarget, CWordArray* pCols) {
     throw;
   }
 
-  if (bOwnFile) {
-    ForgetSidecar(*this);
-  }
-  if (pMonitor != nullptr) {
-    pMonitor->End();
-  }
-  if (bWasOpen) {
-    Open(nullptr);
-  }
-  if (bWasIndexed) {
-    IndexTable();
-  }
+  FinishRewrite(*this, bOwnFile, pMonitor, bWasOpen, bWasIndexed);
   return TRUE;
 }

@@ -235,13 +235,23 @@ BOOL SkipHeader(CCatStd& table, CStringArray& arRow) {
   return table.ReadLine(arRow, 0, nullptr) > 0 ? TRUE : FALSE;
 }
 
-bool IsSplitLineEnd(const CCatStd& table, DWORD nRowPos, const CStringArray& arRow) {
-  if (arRow.GetSize() != 1 || !arRow[0].IsEmpty()) {
-    return false;
+void ForEachRow(CCatStd& table, short nCols,
+                const std::function<void(CStringArray&, DWORD, DWORD)>& fnRow) {
+  CStringArray arRow;
+  if (!SkipHeader(table, arRow)) {
+    return;
   }
-  char cFirst = 0;
-  return ::pread(table.m_fileData.m_hFile, &cFirst, 1, nRowPos) == 1 &&
-         (cFirst == '\r' || cFirst == '\n');
+  for (DWORD nRowPos = table.m_nFilePos; table.ReadLine(arRow, 0, nullptr) > 0;
+       nRowPos = table.m_nFilePos) {
+    char cFirst = 0;
+    if (arRow.GetSize() == 1 && arRow[0].IsEmpty() &&
+        ::pread(table.m_fileData.m_hFile, &cFirst, 1, nRowPos) == 1 &&
+        (cFirst == '\r' || cFirst == '\n')) {
+      continue;
+    }
+    arRow.SetSize(nCols);
+    fnRow(arRow, nRowPos, table.m_nFilePos - nRowPos);
+  }
 }
 
 BOOL FoldOnFiles(CCatStd& table, short nCol, char cValueSep, CTableWriter& writer,
@@ -263,24 +273,16 @@ BOOL FoldOnFiles(CCatStd& table, short nCol, char cValueSep, CTableWriter& write
   DWORD nRows = 0;
   {
     CAppender rows(rowFile);
-    CStringArray arRow;
     std::string strKey;
-    if (SkipHeader(table, arRow)) {
-      for (DWORD nRowPos = table.m_nFilePos; table.ReadLine(arRow, 0, nullptr) > 0;
-           nRowPos = table.m_nFilePos) {
-        if (IsSplitLineEnd(table, nRowPos, arRow)) {
-          continue;
-        }
-        arRow.SetSize(nCols);
-        MergeKeyOf(arRow, nCols, nCol, strKey);
-        BYTE abEntry[ROW_ENTRY_SIZE];
-        PutQword(abEntry, std::hash<std::string_view>()(strKey));
-        PutDword(abEntry + 8, nRows++);
-        PutDword(abEntry + 12, nRowPos);
-        PutDword(abEntry + 16, table.m_nFilePos - nRowPos);
-        rows.Put(abEntry, ROW_ENTRY_SIZE);
-      }
-    }
+    ForEachRow(table, nCols, [&](CStringArray& arRow, DWORD nRowPos, DWORD nLength) {
+      MergeKeyOf(arRow, nCols, nCol, strKey);
+      BYTE abEntry[ROW_ENTRY_SIZE];
+      PutQword(abEntry, std::hash<std::string_view>()(strKey));
+      PutDword(abEntry + 8, nRows++);
+      PutDword(abEntry + 12, nRowPos);
+      PutDword(abEntry + 16, nLength);
+      rows.Put(abEntry, ROW_ENTRY_SIZE);
+    });
     rows.Flush();
   }
   if (!SortEntries(&rowFile, nRows, ROW_ENTRY_SIZE, CompareRowEntries, &sortedRows, nullptr, 0)) {

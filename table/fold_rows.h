@@ -11,6 +11,7 @@
 #ifndef LORN_TABLE_FOLD_ROWS_H_
 #define LORN_TABLE_FOLD_ROWS_H_
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,12 +40,14 @@ std::string FoldedCell(std::vector<CString>& arValues, char cValueSep);
 // a line.
 BOOL SkipHeader(CCatStd& table, CStringArray& arRow);
 
-// Whether the row just read from nRowPos is the rest of the line end before
-// it: a CR that ended one fill of the line buffer and the LF that began the
-// next read as a line of one empty cell. Compaction reads each row from its
-// own offset, where a line never starts with CR or LF, so it never meets
-// such a row.
-bool IsSplitLineEnd(const CCatStd& table, DWORD nRowPos, const CStringArray& arRow);
+// Calls fnRow(arRow, nRowPos, nLength) for each row of the table's open
+// source in file order, behind the header: its cells (cut or padded to
+// nCols), its offset and its length with the line end. A CR that ended one
+// fill of the line buffer and the LF that began the next read as a line of
+// one empty cell, which is no row: compaction reads each row from its own
+// offset, where a line never starts with CR or LF, so it never meets one.
+void ForEachRow(CCatStd& table, short nCols,
+                const std::function<void(CStringArray&, DWORD, DWORD)>& fnRow);
 
 // One pass on nCol over the table's open source, written through writer,
 // holding bounded memory: the rows' keys are sorted on file, each group is

@@ -356,10 +356,15 @@ class Settings:
     of a range ("(" and ")"); range_sep: the text between its bounds ("..");
     value_sep: between the values of a list ("*"); any_value: the lone
     wildcard ("*"); default_locale: the locale of tables that have none yet
-    ("", or a name such as "fra", "jpn", "utf8").
+    ("", or a name such as "fra", "jpn", "utf8"); exact_search: queries find
+    exactly the rows whose cells qualify (True, the package's default, as
+    with the lorn command), or the rows of the index walk that other hosts
+    make (False), which can differ at range bounds equal to the value and at
+    "?" inside a text value.
 
     A table copies the cell syntax when it is opened: apply settings before
-    making the tables they are meant for.
+    making the tables they are meant for. exact_search reaches the queries
+    run after it.
     """
 
     col_sep: Optional[str] = None
@@ -369,6 +374,7 @@ class Settings:
     value_sep: Optional[str] = None
     any_value: Optional[str] = None
     default_locale: Optional[str] = None
+    exact_search: Optional[bool] = None
 
     def apply(self) -> None:
         """Sets every field that is not None. Raises lorn.QueryError (a
@@ -376,7 +382,7 @@ class Settings:
         _lorn.configure(dataclasses.asdict(self))
 
 
-def configure(**settings: Optional[str]) -> None:
+def configure(**settings: Any) -> None:
     """Sets the settings given as keyword arguments; see :class:`Settings`."""
     Settings(**settings).apply()
 

@@ -80,6 +80,8 @@ void Configure(const py::dict& settings) {
       SetValueSep(SettingChar(value, "value_sep"));
     } else if (strKey == "any_value") {
       SetAnyValue(SettingChar(value, "any_value"));
+    } else if (strKey == "exact_search") {
+      SetExactSearch(value.cast<bool>() ? TRUE : FALSE);
     } else if (strKey == "default_locale") {
       std::string strLocale = value.cast<std::string>();
       if (!SetDefaultLocale(strLocale.c_str())) {
@@ -107,6 +109,7 @@ py::dict CurrentSettings() {
   settings["value_sep"] = FromLatin1(pLibrary->m_cValueSep);
   settings["any_value"] = FromLatin1(pLibrary->m_cAnyValue);
   settings["default_locale"] = FromLatin1(strLocale);
+  settings["exact_search"] = GetExactSearch() != FALSE;
   return settings;
 }
 
@@ -171,6 +174,9 @@ PYBIND11_MODULE(_lorn, m) {
   {
     CLibLock lock;
     InitLibrary();
+    // Queries answer what their criteria plainly mean, as the lorn command's
+    // do; exact_search=False gives the index walk's answers.
+    SetExactSearch(TRUE);
   }
 
   py::class_<CPyTable>(m, "TableCore", "One open table; lorn.Table wraps it.")

@@ -23,7 +23,7 @@ def test_settings_apply_to_tables_made_after(tmp_path):
     (tmp_path / "t.txt").write_bytes(b"K;V\r\na;1/2\r\nb;[3~9[\r\n")
     out = run_python("""
 import lorn
-print(lorn.settings().col_sep == "\\t", lorn.settings().value_sep)
+print(lorn.settings().col_sep == "\\t", lorn.settings().value_sep, lorn.settings().exact_search)
 lorn.configure(col_sep=";", value_sep="/", range_open="[", range_close="]", range_sep="~")
 print(lorn.cell("[3~9[").kind, lorn.cell("1/2").values)
 with lorn.Table("t.txt") as t:
@@ -37,7 +37,7 @@ for bad in (dict(col_sep=";;"), dict(default_locale="nowhere"), dict(nope="x")):
         print(type(error).__name__)
 """, tmp_path)
     assert out.splitlines() == [
-        "True *",
+        "True * True",
         "range ('1', '2')",
         "['K', 'V'] [0] [1]",
         "+ ;",

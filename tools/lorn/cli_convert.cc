@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,9 @@
 #include "tools/lorn/cli_rewrite.h"
 #include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
+#include "tools/lorn/csv_format.h"
 #include "tools/lorn/sidecar_reader.h"
+#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -114,4 +117,26 @@ int ConvertTable(CCliContext& /*context*/, const std::vector<std::string>& args,
   }
   twin.Keep();
   return EXIT_OK;
+}
+
+void RewriteByColumns(CCliContext& context, const std::string& strPath,
+                      const std::vector<std::string>& arColumns, bool bForce, const char* pszWhat,
+                      const std::function<BOOL(CCatStd&, CWordArray*)>& fnRewrite) {
+  CCatStd table(strPath.c_str());
+  RequireOpen(table, strPath);
+  RequireTerminated(strPath, strPath, bForce);
+  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
+  std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
+  CWordArray arCols;
+  for (const std::string& strColumn : arColumns) {
+    arCols.Add(ResolveColumn(table, strPath, strColumn, pCodec.get()));
+  }
+  const bool bDone = RetryRewrite(
+      table, strPath, [&] { return fnRewrite(table, arCols.GetSize() > 0 ? &arCols : nullptr); },
+      false);
+  if (!bDone) {
+    table.Close();
+    const std::string strWhy = WhyNotWritable(strPath);
+    throw CCliError(strWhy.empty() ? strPath + ": " + pszWhat + " failed" : strWhy);
+  }
 }

@@ -47,8 +47,8 @@ char OneCharacter(const char* pszOption, const std::string& strValue) {
 }
 
 bool IsGlobalOption(const std::string& strName) {
-  static const char* const s_apszFlags[] = {"-q",     "--quiet", "--progress",      "--json",
-                                            "--utf8", "--csv",   "--sidecar-beside"};
+  static const char* const s_apszFlags[] = {"-q",     "--quiet", "--progress",       "--json",
+                                            "--utf8", "--csv",   "--sidecar-beside", "--walk"};
   for (const char* pszFlag : s_apszFlags) {
     if (strName == pszFlag) {
       return true;
@@ -116,6 +116,8 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
       options.bVersion = true;
     } else if (strArg == "--sidecar-beside") {
       options.bSidecarBeside = true;
+    } else if (strArg == "--walk") {
+      options.bWalk = true;
     } else {
       std::string strName = strArg;
       std::string strValue;
@@ -165,6 +167,9 @@ int ParseGlobalOptions(int argc, char** argv, CGlobalOptions& options) {
 }
 
 void ApplyGlobalOptions(const CGlobalOptions& options) {
+  // The command answers what a criterion plainly means unless told to walk
+  // the indexes as the design does.
+  SetExactSearch(options.bWalk ? FALSE : TRUE);
   if (!options.strWait.empty()) {
     SetLockWait(ParseWait(options.strWait));
   }

@@ -23,11 +23,12 @@ struct CGlobalOptions {
   bool bCsv = false;            // --csv: CSV (RFC 4180) where a command prints rows
   bool bVersion = false;        // --version
   bool bSidecarBeside = false;  // --sidecar-beside: beside the table even in a system folder
+  bool bWalk = false;           // --walk: the index walk's answers, not the exact search's
   // The library's settings; an empty text leaves the setting alone (an
   // option given with an empty value is refused, but for the two below).
   std::string strSep, strRangeOpen, strRangeClose, strRangeSep, strValueSep, strAny;
   std::string strLocale, strCatalogDir, strSidecarDir;
-  std::string strWait;  // --wait SECONDS: how long to wait for a lock
+  std::string strWait;       // --wait SECONDS: how long to wait for a lock
   bool bLocale = false;      // --locale given ("" is the plain locale)
   bool bCatalogDir = false;  // --catalog-dir given ("" empties the setting)
   bool bSidecarDir = false;  // --sidecar-dir given

@@ -15,8 +15,12 @@
 #include <signal.h>
 #include <time.h>
 
+#include <functional>
 #include <string>
 #include <vector>
+
+#include "platform/collections.h"
+#include "platform/types.h"
 
 class CRewriteGuard {
  public:
@@ -60,5 +64,15 @@ void RequirePlain(bool bScrambled, const std::string& strPath, const char* pszCo
 // is removed.
 struct CCliContext;
 int ConvertTable(CCliContext& context, const std::vector<std::string>& args, bool bCrypt);
+
+// compact and uncompact: opens the table at strPath, refuses what a rewrite
+// would make worse (a last line without a line end unless bForce, quoted
+// fields), resolves arColumns (names or #N), and runs fnRewrite with them
+// (null for none given: every column) under RetryRewrite. Throws CCliError
+// with the cause found, else "PATH: <pszWhat> failed", when it fails.
+class CCatStd;
+void RewriteByColumns(CCliContext& context, const std::string& strPath,
+                      const std::vector<std::string>& arColumns, bool bForce, const char* pszWhat,
+                      const std::function<BOOL(CCatStd&, CWordArray*)>& fnRewrite);
 
 #endif  // LORN_TOOLS_LORN_CLI_REWRITE_H_

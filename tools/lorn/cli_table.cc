@@ -468,3 +468,16 @@ DWORD ParseRowNumber(const std::string& strToken, const char* pszCommand) {
   }
   return static_cast<DWORD>(nValue);
 }
+
+const char* ColTypeName(BYTE nType) {
+  switch (nType) {
+    case COL_TYPE_LONG:
+      return "Long";
+    case COL_TYPE_REAL:
+      return "Real";
+    case COL_TYPE_STR:
+      return "Str";
+    default:
+      return "-";
+  }
+}

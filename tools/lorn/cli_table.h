@@ -60,6 +60,9 @@ WORD ResolveColumn(CCatStd& table, const std::string& strPath, const std::string
 // All column names of the table.
 void GetColumnNames(CCatStd& table, CStringArray& arNames);
 
+// "Long", "Real" or "Str" for a column type; "-" for a column not examined.
+const char* ColTypeName(BYTE nType);
+
 // Cuts "A,B,C" at each comma; pieces are trimmed of blanks.
 std::vector<std::string> SplitList(const std::string& strText, char cSep);
 // Trims spaces and tabs at both ends.

@@ -1,17 +1,11 @@
 // lorn compact: folds rows that differ in one column into list cells.
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/collections.h"
 #include "table/cat_std.h"
-#include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_rewrite.h"
-#include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
-#include "tools/lorn/csv_format.h"
-#include "tools/lorn/sidecar_reader.h"
-#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -38,23 +32,10 @@ int RunCompact(CCliContext& context, const std::vector<std::string>& args) {
   CArgList list("compact", args, {"--force"}, {});
   list.RequireCount(1, -1, "lorn compact TABLE [COLUMN...] [--force]");
   const std::string& strPath = list.Positional()[0];
-  CCatStd table(strPath.c_str());
-  RequireOpen(table, strPath);
-  RequireTerminated(strPath, strPath, list.Has("--force"));
-  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
-  std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
-  CWordArray arCols;
-  for (size_t i = 1; i < list.Positional().size(); ++i) {
-    arCols.Add(ResolveColumn(table, strPath, list.Positional()[i], pCodec.get()));
-  }
-  const bool bDone = RetryRewrite(
-      table, strPath,
-      [&] { return table.CompactTable(nullptr, arCols.GetSize() > 0 ? &arCols : nullptr); }, false);
-  if (!bDone) {
-    table.Close();
-    std::string strWhy = WhyNotWritable(strPath);
-    throw CCliError(strWhy.empty() ? strPath + ": compaction failed" : strWhy);
-  }
+  const std::vector<std::string> arColumns(list.Positional().begin() + 1, list.Positional().end());
+  RewriteByColumns(
+      context, strPath, arColumns, list.Has("--force"), "compaction",
+      [](CCatStd& table, CWordArray* pCols) { return table.CompactTable(nullptr, pCols); });
   return EXIT_OK;
 }
 

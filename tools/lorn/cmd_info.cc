@@ -38,19 +38,6 @@ const char kUsage[] =
     "Options:\n"
     "  -h, --help   this text\n";
 
-const char* TypeName(BYTE nType) {
-  switch (nType) {
-    case COL_TYPE_LONG:
-      return "Long";
-    case COL_TYPE_REAL:
-      return "Real";
-    case COL_TYPE_STR:
-      return "Str";
-    default:
-      return "-";
-  }
-}
-
 bool IsScrambledName(const std::string& strPath) {
   size_t nDot = strPath.rfind('.');
   size_t nSlash = strPath.rfind('/');
@@ -212,7 +199,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
             "%s{\"number\":%zu,\"name\":%s,\"type\":\"%s\",\"size\":%u,"
             "\"flags\":%u,\"index\":\"%s\"}",
             i > 0 ? "," : "", i, COutput::JsonString(column.strName).c_str(),
-            TypeName(column.nType), column.nSize, column.nFlags, column.pszIndex);
+            ColTypeName(column.nType), column.nSize, column.nFlags, column.pszIndex);
       }
       strLine += "]";
     }
@@ -250,7 +237,7 @@ int RunInfo(CCliContext& context, const std::vector<std::string>& args) {
     std::string strFlags = column.nFlags != 0 ? Format("0x%02X", column.nFlags) : "-";
     std::string strSize = column.nSize != 0 ? std::to_string(column.nSize) : "-";
     out.Line(Format("%5zu  %s  %-4s  %4s  %-5s  %s", i, PadRight(column.strName, nWidth).c_str(),
-                    TypeName(column.nType), strSize.c_str(), strFlags.c_str(), column.pszIndex));
+                    ColTypeName(column.nType), strSize.c_str(), strFlags.c_str(), column.pszIndex));
   }
   if (side.nState == ESideState::valid && SidecarInChangeSecond(strOpen, side.strPath)) {
     out.Line(

@@ -32,19 +32,6 @@ const char kUsage[] =
     "  --entries    list every entry of every index [default: counts only]\n"
     "  -h, --help   this text\n";
 
-const char* TypeName(BYTE nType) {
-  switch (nType) {
-    case COL_TYPE_LONG:
-      return "Long";
-    case COL_TYPE_REAL:
-      return "Real";
-    case COL_TYPE_STR:
-      return "Str";
-    default:
-      return "-";
-  }
-}
-
 // Key size of a column's index entries; 0 when the type gives none.
 BYTE KeySizeOf(BYTE nType, BYTE nSize) {
   switch (nType) {
@@ -242,7 +229,7 @@ int RunSidecar(CCliContext& context, const std::vector<std::string>& args) {
     DWORD nPos = nCol < header.arIndexPos.GetSize() ? header.arIndexPos.GetAt(nCol) : 0;
     std::string strName = nCol < arNames.GetSize() ? out.Text(arNames.GetAt(nCol)) : "";
     std::string strLine = Format("%5d  %-16s  %-4s  %4u", static_cast<int>(nCol), strName.c_str(),
-                                 TypeName(nType), nSize);
+                                 ColTypeName(nType), nSize);
     if (nPos == 0) {
       out.Line(strLine + "  -");
       continue;

@@ -1,7 +1,6 @@
 // lorn uncompact: expands list cells into one row per value.
 #include <sys/stat.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -9,11 +8,7 @@
 #include "table/cat_std.h"
 #include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_rewrite.h"
-#include "tools/lorn/cli_table.h"
 #include "tools/lorn/commands.h"
-#include "tools/lorn/csv_format.h"
-#include "tools/lorn/sidecar_reader.h"
-#include "tools/lorn/table_shape.h"
 
 namespace {
 
@@ -53,27 +48,12 @@ int RunUncompact(CCliContext& context, const std::vector<std::string>& args) {
       throw CCliError(Format("%s exists; give --force to replace it", pTarget->c_str()));
     }
   }
-  CCatStd table(strPath.c_str());
-  RequireOpen(table, strPath);
-  RequireTerminated(strPath, strPath, list.Has("--force"));
-  RequireNoQuotedFields(strPath, strPath, table.m_cColSep);
-  std::unique_ptr<CTextCodec> pCodec = MakeTableCodec(table, context.options);
-  CWordArray arCols;
-  for (size_t i = 1; i < list.Positional().size(); ++i) {
-    arCols.Add(ResolveColumn(table, strPath, list.Positional()[i], pCodec.get()));
-  }
-  const bool bDone = RetryRewrite(
-      table, strPath,
-      [&] {
-        return table.UncompactTable(pTarget != nullptr ? pTarget->c_str() : nullptr,
-                                    arCols.GetSize() > 0 ? &arCols : nullptr);
-      },
-      false);
-  if (!bDone) {
-    table.Close();
-    std::string strWhy = WhyNotWritable(strPath);
-    throw CCliError(strWhy.empty() ? strPath + ": expansion failed" : strWhy);
-  }
+  const std::vector<std::string> arColumns(list.Positional().begin() + 1, list.Positional().end());
+  RewriteByColumns(context, strPath, arColumns, list.Has("--force"), "expansion",
+                   [&](CCatStd& table, CWordArray* pCols) {
+                     return table.UncompactTable(pTarget != nullptr ? pTarget->c_str() : nullptr,
+                                                 pCols);
+                   });
   return EXIT_OK;
 }
 

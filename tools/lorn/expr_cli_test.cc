@@ -88,4 +88,14 @@ TEST_F(LornCli, QueryRefusesWhatItWouldMisread) {
   EXPECT_EQ(Run({"-q", "query", "ports.txt", "NAME=ssh"}).strErr, "");
 }
 
+// The command answers with the rows whose cells qualify; --walk gives the
+// index walk's answer, which misses a range that holds the value behind
+// one whose excluded low bound equals it.
+TEST_F(LornCli, QueryIsExactUnlessToldToWalk) {
+  lorn_test::WriteFile(File("n.txt"), Table({"N", ")5..9)", "(5..9)"}));
+  EXPECT_EQ(Run({"-q", "query", "n.txt", "N<=5"}).strOut, "N\n(5..9)\n");
+  EXPECT_EQ(Run({"-q", "--walk", "query", "n.txt", "N<=5"}).nStatus, 1);
+  EXPECT_EQ(Run({"-q", "query", "n.txt", "N<=5", "--count"}).strOut, "1\n");
+}
+
 }  // namespace
