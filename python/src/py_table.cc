@@ -186,8 +186,10 @@ WORD CPyTable::ResolveColumn(py::handle column) {
   if (nCol < 0 || nCol >= nCount) {
     std::string strList;
     for (const std::string& strName : ColumnNames()) {
-      strList += (strList.empty() ? "" : ", ") +
-                 py::str(m_text.Cell(strName.data(), strName.size())).cast<std::string>();
+      if (!strList.empty()) {
+        strList.append(", ");
+      }
+      strList.append(py::str(m_text.Cell(strName.data(), strName.size())).cast<std::string>());
     }
     throw CColumnError(Format("%s: no column \"%s\"; the columns are %s", m_strPath.c_str(),
                               strShown.c_str(), strList.c_str()));
