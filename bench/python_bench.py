@@ -10,8 +10,10 @@ Generates the benchmark catalogue with lorn_gen (build-bench/bench/ by default;
   - every row into a pandas DataFrame: lorn.Table(path).to_pandas() against
     pandas.read_csv(path, sep="\\t", dtype=str), both all cells as text;
   - a point query of ~10 rows with its rows read, list(table.query("STOCK=k"))
-    and the same on PRIX and LIBELLE, 1,000 keys, median of single queries;
-    and lorn_bench --only point on the same catalogue for the C++ figures.
+    and the same on PRIX and LIBELLE, 1,000 keys, median of single queries,
+    by the exact search (the package's default) or with --walk by the index
+    walk; and lorn_bench --only point on the same catalogue for the C++
+    figures (the walk).
 """
 
 import argparse
@@ -69,7 +71,10 @@ def main():
     parser.add_argument("--dir", default=None)
     parser.add_argument("--gen", default="build-bench/bench/lorn_gen")
     parser.add_argument("--bench", default="build-bench/bench/lorn_bench")
+    parser.add_argument("--walk", action="store_true",
+                        help="queries by the index walk, as lorn_bench's (default: exact search)")
     args = parser.parse_args()
+    lorn.configure(exact_search=not args.walk)
     import pandas as pd
 
     folder = args.dir or tempfile.mkdtemp(prefix="lorn_py_bench")
@@ -110,7 +115,8 @@ def main():
             micros, rows = point_queries(table, column, [row[position] for row in sample])
             against = (f", C++ {cpp[kind]:.2f} us, +{micros - cpp[kind]:.2f} us"
                        if kind in cpp else "")
-            print(f"point query {kind} {column} + rows: Python {micros:.2f} us "
+            search = "walk" if args.walk else "exact"
+            print(f"point query {kind} {column} + rows: Python ({search}) {micros:.2f} us "
                   f"({rows:.1f} rows){against}")
 
 
