@@ -169,6 +169,12 @@ class Table:
         return _frame(self._core, None, typed)
 
 
+def _column_list(columns: tuple) -> list:
+    if len(columns) == 1 and isinstance(columns[0], (list, tuple)):
+        return list(columns[0])
+    return list(columns)
+
+
 def _criterion(connector: str, column: Any, op: str, value: Any) -> tuple:
     if op not in _MASKS:
         raise QueryError(f"unknown operator {op!r}; the operators are = < <= > >= != <>")
@@ -249,16 +255,17 @@ class Query:
                 return iter(rows)
         return _iterate(core, self._rows, None)
 
-    def select(self, *columns: "str | int") -> List[tuple]:
-        """The rows that qualify as tuples of the columns given, in the order
-        given (a column may repeat)."""
-        return list(_iterate(self._core(), self._numbers(), list(columns)))
+    def select(self, *columns: "str | int | Sequence[str | int]") -> List[tuple]:
+        """The rows that qualify as tuples of the columns given (as arguments
+        or as one list), in the order given (a column may repeat)."""
+        return list(_iterate(self._core(), self._numbers(), _column_list(columns)))
 
-    def view(self, *columns: "str | int") -> "View":
-        """The rows that qualify seen through the columns given: the columns
-        in table order, and rows that agree in all of them once (the first
-        row of each group, case counts). A view keeps at most 16,383 rows."""
-        names, numbers, cells = self._core().view(self._criteria, list(columns))
+    def view(self, *columns: "str | int | Sequence[str | int]") -> "View":
+        """The rows that qualify seen through the columns given (as arguments
+        or as one list): the columns in table order, and rows that agree in
+        all of them once (the first row of each group, case counts). A view
+        keeps at most 16,383 rows."""
+        names, numbers, cells = self._core().view(self._criteria, _column_list(columns))
         return View(names, numbers, cells)
 
     def to_pandas(self, *, typed: bool = False, columns: Optional[Sequence["str | int"]] = None) -> Any:
@@ -291,7 +298,10 @@ class View(NamedTuple):
 
 def _frame(core: Any, numbers: Optional[List[int]], typed: bool,
            columns: Optional[Sequence["str | int"]] = None) -> Any:
-    import pandas as pd
+    try:
+        import pandas as pd
+    except ImportError as error:
+        raise ImportError("to_pandas needs pandas (Debian: python3-pandas)") from error
 
     described = core.columns()
     chosen = [core.column_number(c) for c in columns] if columns is not None else list(range(len(described)))

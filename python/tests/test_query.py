@@ -30,6 +30,7 @@ def test_builder_takes_values_that_hold_connectors(tmp_path):
     with lorn.Table(path) as table:
         query = table.where("K", "=", "a|b").or_("K", "=", "c&d").or_("V", ">", 3)
         assert query.select("V", "K") == [("1", "a|b"), ("2", "c&d"), ("4", "x=y")]
+        assert query.select(["K"]) == [("a|b",), ("c&d",), ("x=y",)]
         assert table.where("V", ">=", 2).and_("V", "<", 4).row_numbers() == [1, 2]
         # The expression and the builder read the same criteria alike.
         assert table.query("K='a|b' | V>3").row_numbers() == [0, 3]
