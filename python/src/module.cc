@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -56,44 +57,50 @@ py::object FromLatin1(char c) {
   return py::reinterpret_steal<py::object>(PyUnicode_DecodeLatin1(&c, 1, nullptr));
 }
 
+// Sets the settings given; checks every one before it sets any, so that a
+// refused value leaves all as they were.
 void Configure(const py::dict& settings) {
   CLibLock lock;
-  CLornDynLinkLibrary* pLibrary = InitLibrary();
+  InitLibrary();
+  std::vector<std::function<void()>> setters;
   for (const auto& [key, value] : settings) {
     std::string strKey = key.cast<std::string>();
     if (value.is_none()) {
       continue;
     }
     if (strKey == "col_sep") {
-      SetColSep(SettingChar(value, "col_sep"));
+      setters.emplace_back([c = SettingChar(value, "col_sep")] { SetColSep(c); });
     } else if (strKey == "range_open") {
-      SetRange(SettingChar(value, "range_open"), 0, nullptr);
+      setters.emplace_back([c = SettingChar(value, "range_open")] { SetRange(c, 0, nullptr); });
     } else if (strKey == "range_close") {
-      SetRange(0, SettingChar(value, "range_close"), nullptr);
+      setters.emplace_back([c = SettingChar(value, "range_close")] { SetRange(0, c, nullptr); });
     } else if (strKey == "range_sep") {
       std::string strSep = ToLatin1(value);
       if (strSep.empty() || strSep.find('\0') != std::string::npos) {
         throw CValueError("range_sep must be a text of at least one character");
       }
-      SetRange(0, 0, strSep.c_str());
+      setters.emplace_back([strSep] { SetRange(0, 0, strSep.c_str()); });
     } else if (strKey == "value_sep") {
-      SetValueSep(SettingChar(value, "value_sep"));
+      setters.emplace_back([c = SettingChar(value, "value_sep")] { SetValueSep(c); });
     } else if (strKey == "any_value") {
-      SetAnyValue(SettingChar(value, "any_value"));
+      setters.emplace_back([c = SettingChar(value, "any_value")] { SetAnyValue(c); });
     } else if (strKey == "exact_search") {
-      SetExactSearch(value.cast<bool>() ? TRUE : FALSE);
+      setters.emplace_back([b = value.cast<bool>()] { SetExactSearch(b ? TRUE : FALSE); });
     } else if (strKey == "default_locale") {
       std::string strLocale = value.cast<std::string>();
-      if (!SetDefaultLocale(strLocale.c_str())) {
+      if (strLocale.size() >= 8 || !IsLocaleValid(strLocale.c_str())) {
         throw CValueError("default_locale \"" + strLocale +
                           "\" is refused: a locale name the system knows, under 8 bytes "
                           "(\"fra\", \"jpn\", \"utf8\", ...)");
       }
+      setters.emplace_back([strLocale] { SetDefaultLocale(strLocale.c_str()); });
     } else {
       throw CValueError("no setting \"" + strKey + "\"");
     }
   }
-  static_cast<void>(pLibrary);
+  for (const std::function<void()>& setter : setters) {
+    setter();
+  }
 }
 
 py::dict CurrentSettings() {

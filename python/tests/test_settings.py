@@ -30,16 +30,17 @@ with lorn.Table("t.txt") as t:
     print(t.column_names, t.query("V=2").row_numbers(), t.query("V=5").row_numbers())
 lorn.Settings(value_sep="+").apply()
 print(lorn.settings().value_sep, lorn.settings().col_sep)
-for bad in (dict(col_sep=";;"), dict(default_locale="nowhere"), dict(nope="x")):
+for bad in (dict(value_sep="/", col_sep=";;"), dict(value_sep="/", default_locale="nowhere"),
+            dict(nope="x")):
     try:
         lorn.configure(**bad)
     except (ValueError, TypeError) as error:
-        print(type(error).__name__)
+        print(type(error).__name__, lorn.settings().value_sep)
 """, tmp_path)
     assert out.splitlines() == [
         "True * True",
         "range ('1', '2')",
         "['K', 'V'] [0] [1]",
         "+ ;",
-        "QueryError", "QueryError", "TypeError",
+        "QueryError +", "QueryError +", "TypeError +",  # a refusal sets nothing
     ]
