@@ -41,6 +41,8 @@ std::string FileText(const CFileException& e) {
       e.m_lOsError > 0 ? std::strerror(static_cast<int>(e.m_lOsError)) : e.what();
   if (e.m_cause == CFileException::sharingViolation || e.m_cause == CFileException::lockViolation) {
     strCause = "locked by another process";
+  } else if (e.m_cause == CFileException::cellTooLong) {
+    strCause = "a cell does not fit the line buffer (61,440 bytes)";
   }
   return strName.empty() ? strCause : strName + ": " + strCause;
 }

@@ -238,8 +238,10 @@ DWORD CPyTable::RowCount() {
 
 py::tuple CPyTable::RowTuple(DWORD nRow, CStringArray& arCells, const std::vector<WORD>& cols) {
   if (!Root().ReadRow(nRow, arCells)) {
-    throw CHostError(Format("%s: row %u cannot be read (the table changed?)", m_strPath.c_str(),
-                            static_cast<unsigned>(nRow)));
+    throw CHostError(
+        Format("%s: row %u cannot be read (the table changed since it was indexed, or its last "
+               "line has no line end)",
+               m_strPath.c_str(), static_cast<unsigned>(nRow)));
   }
   INT_PTR nCells = cols.empty() ? arCells.GetSize() : static_cast<INT_PTR>(cols.size());
   py::tuple row(nCells);
@@ -478,8 +480,10 @@ py::tuple CPyTable::View(const std::vector<CPyCriterion>& criteria, const std::v
   CStringArray arCells;
   for (INT_PTR i = 0; i < nCount; ++i) {
     if (!view.GetRowCells(static_cast<short>(i), &arCells)) {
-      throw CHostError(Format("%s: row %u cannot be read (the table changed?)", m_strPath.c_str(),
-                              static_cast<unsigned>(pRows->GetAt(i))));
+      throw CHostError(
+          Format("%s: row %u cannot be read (the table changed since it was indexed, or its last "
+                 "line has no line end)",
+                 m_strPath.c_str(), static_cast<unsigned>(pRows->GetAt(i))));
     }
     py::tuple row(static_cast<size_t>(arCells.GetSize()));
     for (INT_PTR c = 0; c < arCells.GetSize(); ++c) {

@@ -26,6 +26,18 @@ def test_files_that_cannot_be_opened(tmp_path):
             assert caught.value.filename == str(path)
 
 
+@pytest.mark.parametrize("content, message", [
+    (b"A\tB\r\n1\t2", "no line end"),
+    (b"A\tB\r\n" + b"x" * 70000 + b"\t1\r\n", "does not fit the line buffer"),
+])
+def test_tables_that_cannot_be_read(tmp_path, content, message):
+    path = tmp_path / "t.txt"
+    path.write_bytes(content)
+    with pytest.raises(lorn.Error, match=message):
+        with lorn.Table(path) as table:
+            list(table)
+
+
 @pytest.mark.skipif(os.geteuid() == 0, reason="root reads and writes every file")
 def test_permissions(tools, tmp_path):
     os.chmod(tools, 0o200)
