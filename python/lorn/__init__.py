@@ -402,20 +402,38 @@ def settings() -> Settings:
     return Settings(**_lorn.settings())
 
 
-def compact(path: "os.PathLike[str] | str", *columns: "str | int",
+def _require_terminated(path: str, force: bool) -> None:
+    # The reader delivers nothing behind the last separator of a line without
+    # a line end: its last cell reads as empty, and a rewrite makes that final.
+    if force:
+        return
+    with open(path, "rb") as table:
+        table.seek(0, os.SEEK_END)
+        if table.tell() == 0:
+            return
+        table.seek(-1, os.SEEK_END)
+        if table.read(1) not in (b"\r", b"\n", b"\0"):
+            raise Error(f"{path}: the last line has no line end, and a rewrite would lose its "
+                        "last cell; end it with a line end, or give force=True")
+
+
+def compact(path: "os.PathLike[str] | str", *columns: "str | int", force: bool = False,
             progress: Optional[Progress] = None) -> None:
     """Rewrites the table so that rows which agree in all cells but one stand
     as one row whose cell lists the values; one pass per column given (every
     column without any). The table is rewritten whole, or left as it was.
 
     The rewrites refuse a table that a lorn.Table of this process holds
-    open (lorn.Error): close it first."""
+    open (lorn.Error): close it first. compact, uncompact and delete_rows
+    refuse a table whose last line has no line end, unless ``force``: that
+    line's last cell would be lost."""
+    _require_terminated(os.fspath(path), force)
     _lorn.compact(os.fspath(path), list(columns), progress)
 
 
 def uncompact(path: "os.PathLike[str] | str", *columns: "str | int",
               to: "os.PathLike[str] | str | None" = None, overwrite: bool = False,
-              progress: Optional[Progress] = None) -> None:
+              force: bool = False, progress: Optional[Progress] = None) -> None:
     """Rewrites the table so that each list cell of the columns given (every
     column without any) becomes one row per value; with ``to``, writes the
     result there and leaves the table alone (FileExistsError when ``to``
@@ -423,6 +441,7 @@ def uncompact(path: "os.PathLike[str] | str", *columns: "str | int",
     target = "" if to is None else os.fspath(to)
     if target and os.path.exists(target) and not overwrite:
         raise FileExistsError(errno.EEXIST, "exists; give overwrite=True to replace it", target)
+    _require_terminated(os.fspath(path), force)
     _lorn.uncompact(os.fspath(path), list(columns), target, progress)
 
 
@@ -440,7 +459,9 @@ def decrypt(path: "os.PathLike[str] | str", *, overwrite: bool = False,
     return _lorn.convert(os.fspath(path), False, overwrite, progress)
 
 
-def delete_rows(path: "os.PathLike[str] | str", rows: Iterable[int]) -> None:
+def delete_rows(path: "os.PathLike[str] | str", rows: Iterable[int], *,
+                force: bool = False) -> None:
     """Deletes the rows (numbers from 0) of a plain table; the rows after them
     move up. IndexError for a number beyond the last row."""
+    _require_terminated(os.fspath(path), force)
     _lorn.delete_rows(os.fspath(path), list(rows))

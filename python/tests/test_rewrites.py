@@ -57,3 +57,17 @@ def test_delete_rows(tmp_path):
     scrambled = lorn.crypt(path)
     with pytest.raises(lorn.Error, match="scrambled"):
         lorn.delete_rows(scrambled, [0])
+
+
+@pytest.mark.parametrize("rewrite", [
+    lambda path, force: lorn.compact(path, force=force),
+    lambda path, force: lorn.uncompact(path, force=force),
+    lambda path, force: lorn.delete_rows(path, [0], force=force),
+])
+def test_rewrites_refuse_a_last_line_without_line_end(tmp_path, rewrite):
+    path = tmp_path / "u.txt"
+    path.write_bytes(b"K\tV\r\na\t1\r\nb\t2")
+    with pytest.raises(lorn.Error, match="no line end"):
+        rewrite(path, False)
+    assert path.read_bytes().endswith(b"b\t2")
+    rewrite(path, True)
