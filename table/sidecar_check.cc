@@ -21,19 +21,28 @@ constexpr DWORD STR_KEY_MAX = 255;
 // Whether the row table holds table.m_nRows entries that start at the first
 // data row, rise strictly and stay below the table file's length. The
 // entries of a chunk are compared without a branch, so that the compiler
-// can compare many at once: this walk is what loading a sidecar costs.
+// can compare many at once: this walk is what loading a sidecar costs. Once
+// the sidecar offers a view, the entries are compared where they lie in it
+// rather than copied out first.
 BOOL RowTableOk(CCatStd& table, ULONGLONG nDataLength) {
   CFile& file = table.m_fileSide;
-  std::vector<BYTE> arChunk(static_cast<size_t>(ROW_CHUNK_ENTRIES) * ROW_ENTRY_SIZE);
-  const BYTE* const pChunk = arChunk.data();
+  std::vector<BYTE> arChunk;
   DWORD nPrevious = 0;
   for (DWORD nRow = 0; nRow < table.m_nRows;) {
     const UINT nCount =
         static_cast<UINT>(std::min<ULONGLONG>(ROW_CHUNK_ENTRIES, table.m_nRows - nRow));
     const UINT nBytes = nCount * ROW_ENTRY_SIZE;
     const ULONGLONG nAt = table.m_nRowTablePos + ULONGLONG{ROW_ENTRY_SIZE} * nRow;
-    if (file.ReadAt(nAt, arChunk.data(), nBytes) != nBytes) {
-      return FALSE;
+    ULONGLONG nViewLength = 0;
+    const BYTE* pChunk = file.GetView(&nViewLength);
+    if (pChunk != nullptr && nAt + nBytes <= nViewLength) {
+      pChunk += nAt;
+    } else {
+      arChunk.resize(static_cast<size_t>(ROW_CHUNK_ENTRIES) * ROW_ENTRY_SIZE);
+      if (file.ReadAt(nAt, arChunk.data(), nBytes) != nBytes) {
+        return FALSE;
+      }
+      pChunk = arChunk.data();
     }
     const DWORD nFirst = GetDword(pChunk);
     if (nRow == 0 ? nFirst != table.m_nDataPos : nFirst <= nPrevious) {
