@@ -170,19 +170,24 @@ void Want(CCatStd& table, const std::vector<WORD>& arCols) {
   }
 }
 
+// One row as the library reads it, its cells joined by TAB.
+std::string RowText(CCatStd& table, DWORD nRow) {
+  CStringArray arCells;
+  table.ReadRow(nRow, arCells);
+  std::string strRow;
+  for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
+    strRow += std::string(i ? "\t" : "") + arCells[i].GetString();
+  }
+  return strRow;
+}
+
 // The answers the table gives: its row count, a few rows, and queries on
 // every indexed column.
 std::vector<std::string> Answers(CCatStd& table) {
   std::vector<std::string> arAnswers;
   arAnswers.push_back(std::to_string(table.GetRowCount()));
-  CStringArray arCells;
   for (DWORD nRow : {0u, 7u, table.GetRowCount() - 1}) {
-    table.ReadRow(nRow, arCells);
-    std::string strRow;
-    for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
-      strRow += std::string(arCells[i].GetString()) + "|";
-    }
-    arAnswers.push_back(strRow);
+    arAnswers.push_back(RowText(table, nRow));
   }
   const struct {
     WORD nCol;
@@ -413,18 +418,12 @@ const char kFoldable[] =
     "C\tred\tS*M\r\n";
 
 // The rows of the table at strPath as the library reads them through its
-// sidecar, each row's cells joined by TAB.
+// sidecar.
 std::vector<std::string> RowsOf(const std::string& strPath) {
   CCatStd table(strPath.c_str());
   std::vector<std::string> arRows;
-  CStringArray arCells;
   for (DWORD nRow = 0; nRow < table.GetRowCount(); ++nRow) {
-    table.ReadRow(nRow, arCells);
-    std::string strRow;
-    for (INT_PTR i = 0; i < arCells.GetSize(); ++i) {
-      strRow += std::string(i ? "\t" : "") + arCells[i].GetString();
-    }
-    arRows.push_back(strRow);
+    arRows.push_back(RowText(table, nRow));
   }
   return arRows;
 }
