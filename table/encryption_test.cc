@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -23,18 +22,11 @@ class CRecorder : public CProgressMonitor {
   std::string m_strLog;
 };
 
-// A time zone an hour east of UTC for the life of the object, so that the
-// stamp differs from the file's time.
-class CZoneEast {
- public:
-  CZoneEast() { setenv("TZ", "CET-1", 1); }
-  ~CZoneEast() { unsetenv("TZ"); }
-};
-
 }  // namespace
 
 TEST(CryptTable, WritesTheOtherFormAndBack) {
-  CZoneEast zone;
+  // An hour east of UTC, so that the stamp differs from the file's time.
+  const ScopedEnv zone("TZ", "CET-1");
   TempDir dir;
   const std::string strPlain = "REF\tPRIX\r\nA1\t12\r\nB2\t7\n\nZ9\t1";
   WriteFile(dir.File("T.TXT"), strPlain);

@@ -1,4 +1,3 @@
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -120,9 +119,6 @@ TEST(OpenTable, StampsAHourApartAreTheSame) {
   TempDir dir;
   WriteFile(dir.File("T.TXT"), "A\n");
   SetMTime(dir.File("T.TXT"), 1000000000);
-  const bool bHadTz = ::getenv("TZ") != nullptr;
-  const std::string strTz = bHadTz ? ::getenv("TZ") : "";
-  ::setenv("TZ", "CET-1CEST", 1);
+  const ScopedEnv zone("TZ", "CET-1CEST");
   EXPECT_EQ(CCatStd(dir.File("T.TXT").c_str()).m_tStamp, 1000000000u + 3600);
-  bHadTz ? ::setenv("TZ", strTz.c_str(), 1) : ::unsetenv("TZ");
 }
