@@ -146,10 +146,6 @@ TEST_F(LornCli, CommandsWaitForALockedSidecar) {
   EXPECT_EQ(Run({"query", "tools.txt", "REF=A1|REF=A2", "--count"}).strOut, "1\n");
 }
 
-}  // namespace lorn_cli_test
-
-namespace lorn_cli_test {
-
 // info says when the sidecar was written in the second of the table's last
 // change, the one case where the stamp cannot tell a change.
 TEST_F(LornCli, InfoTellsASidecarOfTheSameSecond) {

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,29 +16,6 @@ namespace {
 using namespace lorn_cli_test;
 using namespace lorn_test;
 using ::testing::HasSubstr;
-
-// Sets an environment variable for the commands the test runs.
-class CEnvGuard {
- public:
-  CEnvGuard(const char* pszName, const std::string& strValue) : m_pszName(pszName) {
-    const char* pszOld = std::getenv(pszName);
-    m_bHad = pszOld != nullptr;
-    m_strOld = m_bHad ? pszOld : "";
-    setenv(pszName, strValue.c_str(), 1);
-  }
-  ~CEnvGuard() {
-    if (m_bHad) {
-      setenv(m_pszName, m_strOld.c_str(), 1);
-    } else {
-      unsetenv(m_pszName);
-    }
-  }
-
- private:
-  const char* m_pszName;
-  bool m_bHad = false;
-  std::string m_strOld;
-};
 
 // The files under strDir, paths relative to it, sorted.
 std::vector<std::string> FilesUnder(const std::string& strDir) {
@@ -57,7 +33,7 @@ std::vector<std::string> FilesUnder(const std::string& strDir) {
 }
 
 TEST_F(LornCli, SidecarsOfTablesInFoldersLornMustNotWrite) {
-  CEnvGuard cache("XDG_CACHE_HOME", File("cache"));
+  const ScopedEnv cache("XDG_CACHE_HOME", File("cache").c_str());
   const bool bRoot = geteuid() == 0;
   // Two folders lorn may not write beside a table in: one without write
   // permission (read-only to root as well), and as root one that belongs to
@@ -101,7 +77,7 @@ TEST_F(LornCli, SidecarsOfTablesInFoldersLornMustNotWrite) {
 }
 
 TEST_F(LornCli, TableOnStandardInput) {
-  CEnvGuard temp("TMPDIR", File("tmp"));
+  const ScopedEnv temp("TMPDIR", File("tmp").c_str());
   ASSERT_EQ(mkdir(File("tmp").c_str(), 0700), 0);
   CRun run =
       Lorn(m_dir.path(), {"-q", "query", "-", "FAMILY=GARDEN", "--select", "NAME"}, false, kTools);
