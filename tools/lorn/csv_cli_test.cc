@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "tools/lorn/cli_error.h"
 #include "tools/lorn/cli_test_util.h"
 #include "tools/lorn/csv_format.h"
 
@@ -36,22 +35,6 @@ TEST(LornCsv, ReadsAndWritesQuotedFields) {
       CCsvReader back(strQuoted, ',');
       ASSERT_TRUE(back.Next(fields));
       EXPECT_EQ(fields[0].strText, strField);
-    }
-  }
-  struct {
-    const char* pszText;
-    const char* pszError;
-  } bad[] = {{"a,\"b", "1:3: a quoted field has no closing quote"},
-             {"a\nb,\"c\"d", "2:6: text behind the closing quote"}};
-  for (const auto& c : bad) {
-    std::string strBad = c.pszText;
-    CCsvReader badReader(strBad, ',');
-    try {
-      while (badReader.Next(fields)) {
-      }
-      ADD_FAILURE() << c.pszText;
-    } catch (const CCliError& e) {
-      EXPECT_THAT(e.what(), HasSubstr(c.pszError));
     }
   }
 }
@@ -93,6 +76,7 @@ TEST_F(LornCli, ImportWritesATableOrSaysWhereItCannot) {
        {"--to", "1252"},
        "in.csv:2:3: the field is not UTF-8 text (--encoding names the file's own)"},
       {"a,b\n1,\"x\n", {}, "in.csv:2:3: a quoted field has no closing quote"},
+      {"a,b\n1,\"c\"d\n", {}, "in.csv:2:6: text behind the closing quote"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.pszCsv);
