@@ -76,7 +76,7 @@ TEST(CElementArray, SizeAndGrowth) {
   EXPECT_EQ((std::vector<DWORD>{1, 1, 0, 1}), Elements(ar));
 }
 
-TEST(CElementArray, InsertAndRemove) {
+TEST(CElementArray, InsertRemoveAppendAndCopy) {
   CDWordArray ar;
   MakeArray(ar, {1, 2, 3});
   ar.InsertAt(1, 7, 2);
@@ -104,11 +104,8 @@ TEST(CElementArray, InsertAndRemove) {
   arOther.RemoveAll();
   ar.InsertAt(9, &arOther);  // nothing to insert, no growth
   EXPECT_EQ(4, ar.GetSize());
-}
 
-TEST(CElementArray, AppendAndCopy) {
-  CDWordArray ar;
-  CDWordArray arOther;
+  // Appending and copying, the array itself included.
   MakeArray(ar, {1, 2});
   MakeArray(arOther, {3});
   EXPECT_EQ(2, ar.Append(arOther));
