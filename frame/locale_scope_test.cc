@@ -37,9 +37,7 @@ TEST_F(LocaleScopeTest, EnterSwitchesAndLeaveRestores) {
   EXPECT_EQ(_getmbcp(), 1250);
   EXPECT_TRUE(g_strLocaleName.IsEmpty());
   EXPECT_EQ(g_nMbcpSaved, -3);
-}
 
-TEST_F(LocaleScopeTest, EarlyReturns) {
   _setmbcp(950);
   LeaveLocale();  // no scope open
   EXPECT_EQ(_getmbcp(), 950);

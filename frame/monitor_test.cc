@@ -30,10 +30,6 @@ TEST(Monitor, MessageTable) {
     GetMessageText(nId, strText);
     EXPECT_FALSE(strText.IsEmpty()) << nId;
   }
-  GetMessageText(MSG_SORT_FAILED, strText);
-  EXPECT_STREQ(strText, "Tri imposssible...");
-  GetMessageText(MSG_UNCOMPACT_TITLE, strText);
-  EXPECT_EQ(std::string(strText), "D\351compactage de la table %s");
   GetMessageText(12, strText);
   EXPECT_TRUE(strText.IsEmpty());
 }
