@@ -1,4 +1,6 @@
 #include <ctime>
+#include <filesystem>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -76,7 +78,8 @@ std::string Rewrite(bool bCompact, const std::string& strText, const std::vector
   CWordArray* pList = &arCols == &kAll ? nullptr : &arList;
   EXPECT_TRUE(bCompact ? table.CompactTable(nullptr, pList) : table.UncompactTable(nullptr, pList));
   EXPECT_TRUE(table.IsOpen());
-  EXPECT_FALSE(Exists(dir.File("T.TMP")) || Exists(dir.File("T.~TM")));
+  // No work file is left behind: the table is the directory's only file.
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
   return ReadFile(dir.File(pszName));
 }
 
