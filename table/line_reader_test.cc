@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -13,10 +17,12 @@ namespace {
 using namespace lorn_test;
 using Lines = std::vector<std::vector<std::string>>;
 
-// Every line of a file read with no header and no sidecar, and the offset
-// each line began at, up to the first negative result.
-Lines ReadAll(const std::string& strPath, std::vector<DWORD>* pOffsets = nullptr,
-              BOOL bScrambled = FALSE, char cSep = '\t') {
+// Every line of a file read with no header and no sidecar, at most nKeep
+// cells of each, through ReadLine or (bCells) ReadCells; the file position
+// behind each line goes to pEnds.
+Lines ReadAll(const std::string& strPath, std::vector<DWORD>* pEnds = nullptr,
+              BOOL bScrambled = FALSE, char cSep = '\t', short nKeep = SHRT_MAX,
+              bool bCells = false) {
   CCatStd table;
   table.m_bScrambled = bScrambled;
   table.m_cColSep = cSep;
@@ -24,13 +30,26 @@ Lines ReadAll(const std::string& strPath, std::vector<DWORD>* pOffsets = nullptr
   table.SeekLine(0);
   Lines lines;
   CStringArray arCells;
-  for (DWORD nPos = 0; table.ReadLine(arCells, 0, nullptr) > 0; nPos = table.m_nFilePos) {
-    std::vector<std::string>& line = lines.emplace_back();
-    for (int nCell = 0; nCell < arCells.GetSize(); ++nCell) {
-      line.emplace_back(arCells[nCell].GetString(), arCells[nCell].GetLength());
+  std::vector<const char*> arPointers(nKeep);
+  std::vector<UINT> arLengths(nKeep);
+  for (;;) {
+    const short nRead = bCells
+                            ? table.ReadCells(arPointers.data(), arLengths.data(), nKeep, arCells)
+                            : table.ReadLine(arCells, 0, nullptr);
+    if (nRead < 0) {
+      break;
     }
-    if (pOffsets != nullptr) {
-      pOffsets->push_back(nPos);
+    std::vector<std::string>& line = lines.emplace_back();
+    for (INT_PTR n = 0; n < std::min<INT_PTR>(bCells ? nRead : arCells.GetSize(), nKeep); ++n) {
+      if (bCells) {
+        EXPECT_EQ(std::strlen(arPointers[n]), arLengths[n]);
+        line.emplace_back(arPointers[n], arLengths[n]);
+      } else {
+        line.emplace_back(arCells[n].GetString(), arCells[n].GetLength());
+      }
+    }
+    if (pEnds != nullptr) {
+      pEnds->push_back(table.m_nFilePos);
     }
   }
   return lines;
@@ -58,7 +77,7 @@ TEST(LineReader, LineEndsAndCells) {
       {"a"},     {"b"},   {"c"}, {"d"}, {"e"}, {"f"}, {"g"}, {""}, {"x", "", "y", ""},
       {"", "z"}, {"last"}};
   EXPECT_EQ(ReadAll(dir.File("a"), &offsets), kWant);
-  EXPECT_EQ(offsets, (std::vector<DWORD>{0, 2, 4, 7, 10, 14, 18, 20, 25, 31, 34}));
+  EXPECT_EQ(offsets, (std::vector<DWORD>{2, 4, 7, 10, 14, 18, 20, 25, 31, 34, 43}));
   WriteFile(dir.File("b"), "\r\nno separator");
   EXPECT_EQ(ReadAll(dir.File("b")), (Lines{{""}}));
   WriteFile(dir.File("c"), "");
@@ -82,7 +101,8 @@ TEST(LineReader, LinesAndCellsAgainstTheBuffer) {
   WriteFile(dir.File("edge"), std::string(LINE_BUFFER_SIZE - 1, 'e') + "\r\nz\n");
   std::vector<DWORD> offsets;
   EXPECT_EQ(ReadAll(dir.File("edge"), &offsets).size(), 3u);
-  EXPECT_EQ(offsets, (std::vector<DWORD>{0, LINE_BUFFER_SIZE, LINE_BUFFER_SIZE + 1}));
+  EXPECT_EQ(offsets,
+            (std::vector<DWORD>{LINE_BUFFER_SIZE, LINE_BUFFER_SIZE + 1, LINE_BUFFER_SIZE + 3}));
 
   // A cell fits when it leaves one byte of the buffer free.
   WriteFile(dir.File("fits"), "short\n" + std::string(LINE_BUFFER_SIZE - 1, 'x') + "\n");
@@ -145,4 +165,34 @@ TEST(LineReader, ScrambledLines) {
   }
   EXPECT_EQ(ReadFile(dir.File("out.sdc")), strStored);
   EXPECT_EQ(ReadFile(dir.File("back.txt")), strClear);
+}
+
+// Lines far longer than the line buffer, so that finished cells must leave
+// it before it is filled again, some a CR LF split by a fill, and the same
+// file scrambled: ReadCells gives the cells and positions of ReadLine.
+TEST(LineReader, ReadCellsGivesWhatReadLineGives) {
+  TempDir dir;
+  std::mt19937 random(5);
+  std::string strText;
+  for (int nLine = 0; nLine < 300; ++nLine) {
+    const int nCells = nLine % 50 == 7 ? 9000 : static_cast<int>(random() % 12);
+    for (int nCell = 0; nCell < nCells; ++nCell) {
+      strText.append(random() % 40, static_cast<char>('a' + random() % 26));
+      strText += '\t';
+    }
+    strText.append(random() % 9, 'z');
+    strText += random() % 3 == 0 ? "\r\n" : "\n";
+  }
+  WriteFile(dir.File("t.txt"), strText);
+  for (BOOL bScrambled : {FALSE, TRUE}) {
+    for (short nKeep : {3, 20000}) {
+      std::vector<DWORD> arWantEnds;
+      std::vector<DWORD> arGotEnds;
+      const Lines want = ReadAll(dir.File("t.txt"), &arWantEnds, bScrambled, '\t', nKeep);
+      const Lines got = ReadAll(dir.File("t.txt"), &arGotEnds, bScrambled, '\t', nKeep, true);
+      ASSERT_EQ(got.size(), want.size());
+      EXPECT_TRUE(got == want);
+      EXPECT_TRUE(arGotEnds == arWantEnds);
+    }
+  }
 }
