@@ -14,11 +14,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -373,36 +375,21 @@ TEST(CrashSafety, VersionIsWrittenLastAfterTheDataIsOnDisk) {
     ASSERT_TRUE(table.IsIndexed());
   }
   const std::string strSidePath = dir.File("T.SDX");
-  // The sidecar's events: every write, then one fsync, then the version
-  // byte at offset 0 as the last write.
-  std::vector<const CFileEvent*> arSide;
-  for (const CFileEvent& event : arLog) {
-    if (event.strPath == strSidePath) {
-      arSide.push_back(&event);
-    }
+  // The sidecar's last write is the version byte at offset 0, right behind
+  // an fsync; every write at offset 0 before it carried a version that no
+  // reader accepts.
+  std::vector<CFileEvent> arSide;
+  std::copy_if(arLog.begin(), arLog.end(), std::back_inserter(arSide),
+               [&](const CFileEvent& event) { return event.strPath == strSidePath; });
+  const auto itCommit = std::find_if(arSide.rbegin(), arSide.rend(),
+                                     [](const CFileEvent& event) { return !event.bSync; });
+  ASSERT_TRUE(arSide.size() >= 3 && itCommit != arSide.rend() && itCommit + 1 != arSide.rend());
+  EXPECT_EQ(itCommit->nOffset, 0);
+  EXPECT_TRUE(itCommit->strBytes == "\x05") << itCommit->strBytes.size() << " bytes";
+  EXPECT_TRUE((itCommit + 1)->bSync) << "the version was written before the data was synced";
+  for (auto it = itCommit + 1; it != arSide.rend(); ++it) {
+    EXPECT_TRUE(it->bSync || it->nOffset != 0 || it->strBytes[0] != '\x05');
   }
-  ASSERT_GE(arSide.size(), 3u);
-  size_t nLastWrite = arSide.size();
-  for (size_t i = 0; i < arSide.size(); ++i) {
-    if (!arSide[i]->bSync) {
-      nLastWrite = i;
-    }
-  }
-  ASSERT_LT(nLastWrite, arSide.size());
-  const CFileEvent& commit = *arSide[nLastWrite];
-  EXPECT_EQ(commit.nOffset, 0);
-  EXPECT_TRUE(commit.strBytes == std::string(1, '\x05')) << commit.strBytes.size() << " bytes";
-  ASSERT_GE(nLastWrite, 1u);
-  EXPECT_TRUE(arSide[nLastWrite - 1]->bSync)
-      << "the version was written before the data was synced";
-  // Until then the header carried a version that no reader accepts.
-  const std::string strSide = ReadFile(strSidePath);
-  for (size_t i = 0; i < nLastWrite; ++i) {
-    if (!arSide[i]->bSync && arSide[i]->nOffset == 0) {
-      EXPECT_NE(arSide[i]->strBytes[0], '\x05') << "write " << i;
-    }
-  }
-  EXPECT_EQ(strSide[0], '\x05');
 }
 
 namespace {
