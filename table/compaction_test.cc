@@ -58,11 +58,14 @@ std::string Scramble(const std::string& strPlain) {
   return strOut;
 }
 
-void SetCols(CWordArray& ar, const std::vector<int>& arCols) {
-  for (int nCol : arCols) {
-    ar.Add(static_cast<WORD>(nCol));
+// A list of column numbers as the rewrites take it.
+struct CCols : CWordArray {
+  explicit CCols(const std::vector<int>& arCols) {
+    for (int nCol : arCols) {
+      Add(static_cast<WORD>(nCol));
+    }
   }
-}
+};
 
 const std::vector<int> kAll;  // stands for no list: every column
 
@@ -73,8 +76,7 @@ std::string Rewrite(bool bCompact, const std::string& strText, const std::vector
   TempDir dir;
   WriteFile(dir.File(pszName), strText);
   CCatStd table(dir.File(pszName).c_str());
-  CWordArray arList;
-  SetCols(arList, arCols);
+  CCols arList(arCols);
   CWordArray* pList = &arCols == &kAll ? nullptr : &arList;
   EXPECT_TRUE(bCompact ? table.CompactTable(nullptr, pList) : table.UncompactTable(nullptr, pList));
   EXPECT_TRUE(table.IsOpen());
@@ -198,8 +200,7 @@ TEST(CompactTable, LeavesTheTableRewrittenAndIndexedAsBefore) {
   lorn_test::SetMTime(strPath, std::time(nullptr) + 7200);
   CCatStd table(strPath.c_str());
   ASSERT_TRUE(table.IndexTable());
-  CWordArray arCols;
-  SetCols(arCols, {1});
+  CCols arCols({1});
   ASSERT_TRUE(table.CompactTable(nullptr, &arCols));
   EXPECT_TRUE(table.IsIndexed());
   EXPECT_EQ(table.m_nDataPos, 11u);
@@ -220,8 +221,8 @@ TEST(CompactTable, LeavesTheTableRewrittenAndIndexedAsBefore) {
   // Nothing to do: TRUE, and nothing changes.
   const std::string strBefore = ReadFile(strPath);
   ASSERT_TRUE(table.Open(nullptr) && table.IndexTable());
-  CWordArray arNone, arOutside;
-  SetCols(arOutside, {-1, 7});
+  CCols arNone({});
+  CCols arOutside({-1, 7});
   EXPECT_TRUE(table.CompactTable(nullptr, &arNone));
   EXPECT_TRUE(table.CompactTable(nullptr, &arOutside));
   EXPECT_TRUE(table.IsIndexed() && Exists(dir.File("T.SDX")));
@@ -237,8 +238,7 @@ TEST(CompactTable, ReportsPassesToTheMonitor) {
   ASSERT_TRUE(table.IndexTable());
   CRecorder monitor;
   SetProgressMonitor(&monitor);
-  CWordArray arCols;
-  SetCols(arCols, {1, 0});
+  CCols arCols({1, 0});
   EXPECT_TRUE(table.CompactTable(nullptr, &arCols));
   EXPECT_EQ(monitor.m_strLog.substr(0, monitor.m_strLog.find("E;") + 2),
             "T:Compactage de la table T.TXT;S:COLOR;P25;P50;P75;S:REF;P33;P66;E;");
@@ -268,8 +268,7 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   const std::string strSide = ReadFile(dir.File("T.SDX"));
   CCatStd table(strPath.c_str());
   ASSERT_TRUE(table.IsIndexed());
-  CWordArray arCols;
-  SetCols(arCols, {0, 1});
+  CCols arCols({0, 1});
   auto unchanged = [&]() {
     EXPECT_EQ(ReadFile(strPath), strBad);
     EXPECT_EQ(ReadFile(dir.File("T.SDX")), strSide);
@@ -290,8 +289,7 @@ TEST(CompactTable, AFailureLeavesTheTableAsItWas) {
   WriteFile(dir.File("S.~TM"), "mine");
   WriteFile(dir.File("S.TMP"), "mine too");
   CCatStd spare(dir.File("S.TXT").c_str());
-  CWordArray arOne;
-  SetCols(arOne, {1});
+  CCols arOne({1});
   EXPECT_TRUE(spare.CompactTable(nullptr, &arOne));
   EXPECT_EQ(ReadFile(dir.File("S.TXT")), T("K,V;a,1*3"));
   EXPECT_EQ(ReadFile(dir.File("S.~TM")), "mine");
