@@ -55,7 +55,6 @@ TEST_F(LornCli, SelectLimitVersionAndHelp) {
   EXPECT_EQ(version.nStatus, 0);
   EXPECT_THAT(version.strOut, ::testing::MatchesRegex("lorn [0-9]+\\.[0-9]+\\.[0-9]+\n"));
   // The common options are told once, by lorn --help.
-  EXPECT_THAT(Run({"--help"}).strOut, HasSubstr("--sidecar-dir DIR"));
   CRun rows = Run({"rows", "--help"});
   EXPECT_THAT(rows.strOut, HasSubstr("see lorn --help"));
   EXPECT_THAT(rows.strOut, ::testing::Not(HasSubstr("--range-open")));
