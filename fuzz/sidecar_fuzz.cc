@@ -1,6 +1,7 @@
 // Opening the sample table with an arbitrary sidecar, then reading rows,
 // listing the values of every column and running queries of every mask on
-// every column, alone and joined, with a result view on top.
+// every column, alone (by the walk and by the exact search) and joined,
+// with a result view on top.
 //
 // Input: a control byte (bit 0: put the table's true stamp into bytes 1 to 4
 // of the sidecar, so that the rest of it is looked at; bit 1: open the
@@ -14,6 +15,7 @@
 #include <string>
 
 #include "frame/lorn_defs.h"
+#include "frame/settings.h"
 #include "fuzz/fuzz_util.h"
 #include "platform/cfile.h"
 #include "platform/exceptions.h"
@@ -99,11 +101,15 @@ void ReadSet(CSetStd& set) {
 
 void RunQueries(CCatStd& table, WORD nCol, BYTE nChoice) {
   const char* pszValue = s_arValues[nCol % 4][nChoice % 5];
-  for (BYTE nMask : s_arMasks) {
-    CQueryStd query(&table);
-    query.AddCriteria(nCol, nMask, pszValue);
-    ReadSet(query);
+  for (BOOL bExact : {FALSE, TRUE}) {
+    SetExactSearch(bExact);
+    for (BYTE nMask : s_arMasks) {
+      CQueryStd query(&table);
+      query.AddCriteria(nCol, nMask, pszValue);
+      ReadSet(query);
+    }
   }
+  SetExactSearch(FALSE);
   // Two criteria joined each way, a query on a query and a view on top.
   for (BYTE cOp : {CRIT_AND, CRIT_OR}) {
     CQueryStd query(&table);
