@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "host/code_page.h"
 #include "platform/ctype_locale.h"
 
 namespace py = pybind11;
@@ -54,22 +55,8 @@ PyObject* DecodeCp1252(const char* pData, size_t nLen) {
 
 }  // namespace
 
-int CodePageOfTableLocale(const char* pszLocale) {
-  if (pszLocale == nullptr || *pszLocale == '\0') {
-    return 1252;
-  }
-  const char* pszCurrent = SetCtypeLocale(nullptr);
-  std::string strSaved = pszCurrent != nullptr ? pszCurrent : "C";
-  int nCodePage = 1252;
-  if (SetCtypeLocale(pszLocale) != nullptr) {
-    nCodePage = GetCtypeCodePage();
-    SetCtypeLocale(strSaved.c_str());
-  }
-  return nCodePage;
-}
-
 CPyText::CPyText(const char* pszLocale, bool bRaw) : m_bRaw(bRaw) {
-  int nCodePage = CodePageOfTableLocale(pszLocale);
+  int nCodePage = CodePageOfLocale(pszLocale);
   if (nCodePage == 65001) {
     m_eKind = EKind::utf8;
     m_strEncoding = "utf-8";

@@ -35,8 +35,4 @@ class CPyText {
   bool m_bRaw = false;
 };
 
-// The Windows code page of a locale name as the library reads it: 65001 for
-// the UTF-8 locale, 1252 for none and for a name the runtime refuses.
-int CodePageOfTableLocale(const char* pszLocale);
-
 #endif  // LORN_PYTHON_SRC_PY_TEXT_H_

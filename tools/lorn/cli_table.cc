@@ -11,6 +11,7 @@
 #include <functional>
 #include <thread>
 
+#include "host/code_page.h"
 #include "platform/cfile.h"
 #include "platform/exceptions.h"
 #include "tools/lorn/cli_error.h"

@@ -170,17 +170,3 @@ bool FileLooksLikeUtf8(const std::string& strPath) {
   }
   return bMultiByte;
 }
-
-int CodePageOfLocale(const char* pszLocale) {
-  if (pszLocale == nullptr || *pszLocale == '\0') {
-    return 1252;
-  }
-  const char* pszCurrent = SetCtypeLocale(nullptr);
-  std::string strSaved = pszCurrent != nullptr ? pszCurrent : "C";
-  int nCodePage = 1252;
-  if (SetCtypeLocale(pszLocale) != nullptr) {
-    nCodePage = GetCtypeCodePage();
-    SetCtypeLocale(strSaved.c_str());
-  }
-  return nCodePage;
-}

@@ -37,11 +37,6 @@ class CTextCodec {
 // UTF-8.
 std::string Cp1252ToUtf8(const std::string& strText);
 
-// The Windows code page of a locale name as the library knows it (65001 for
-// the UTF-8 locale); 1252 for the plain locale (empty, "C") and for a name the
-// library refuses.
-int CodePageOfLocale(const char* pszLocale);
-
 // Whether the first 64 KiB of the file at strPath are well-formed UTF-8 that
 // holds at least one character of more than one byte (a sequence cut by the
 // end of the sample counts as well-formed). false when it cannot be read.

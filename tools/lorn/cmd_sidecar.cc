@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "frame/lorn_defs.h"
+#include "host/code_page.h"
 #include "index/entry_codec.h"
 #include "platform/cfile.h"
 #include "platform/exceptions.h"

@@ -14,6 +14,7 @@
 
 #include "gmock/gmock.h"
 #include "gtest/gtest.h"
+#include "host/code_page.h"
 #include "host/expr_parser.h"
 #include "testing/test_util.h"
 #include "tools/lorn/cli_error.h"
