@@ -55,7 +55,12 @@ class Table:
     """A catalogue table, opened on its path (plain or scrambled).
 
     ``bytes=True`` hands cells and names back as the stored bytes instead of
-    decoded text. Use it as a context manager, or call :meth:`close`; queries
+    decoded text. The sidecar stands beside the table, but for a table in a
+    read-only or system folder (not the user's, or under /usr, /etc, /opt,
+    /var/lib, ...): its sidecar then lives in the user's cache
+    (``$XDG_CACHE_HOME/lorn``, else ``~/.cache/lorn``), reached through a
+    link to the table. ``sidecar_dir`` puts every sidecar in that folder
+    instead; ``sidecar_beside=True`` keeps it beside the table wherever it is. Use it as a context manager, or call :meth:`close`; queries
     made on a table keep it alive, but raise :class:`lorn.Error` once it is
     closed.
 
@@ -63,8 +68,12 @@ class Table:
     that cannot be read, and lorn.Error for a file that is no table.
     """
 
-    def __init__(self, path: "os.PathLike[str] | str", *, bytes: bool = False) -> None:
-        self._core = _lorn.TableCore(os.fspath(path), bytes)
+    def __init__(self, path: "os.PathLike[str] | str", *, bytes: bool = False,
+                 sidecar_dir: "os.PathLike[str] | str | None" = None,
+                 sidecar_beside: bool = False) -> None:
+        self._core = _lorn.TableCore(os.fspath(path), bytes,
+                                     None if sidecar_dir is None else os.fspath(sidecar_dir),
+                                     sidecar_beside)
 
     def __enter__(self) -> "Table":
         return self

@@ -12,6 +12,7 @@
 #include "frame/lorn_defs.h"
 #include "frame/settings.h"
 #include "host/expr_parser.h"
+#include "host/sidecar_place.h"
 #include "platform/collections.h"
 #include "python/src/lib_lock.h"
 #include "python/src/py_errors.h"
@@ -187,7 +188,23 @@ PYBIND11_MODULE(_lorn, m) {
   }
 
   py::class_<CPyTable>(m, "TableCore", "One open table; lorn.Table wraps it.")
-      .def(py::init<const std::string&, bool>(), py::arg("path"), py::arg("raw") = false)
+      .def(py::init([](const std::string& strPath, bool bRaw, const py::object& sidecarDir,
+                       bool bBeside) {
+             std::string strDir;
+             if (!sidecarDir.is_none()) {
+               strDir = py::str(sidecarDir);
+               if (strDir.empty()) {
+                 throw CValueError("sidecar_dir wants a folder");
+               }
+             }
+             // A table in a read-only or system folder is opened through a
+             // link in the user's cache, where its sidecar can live.
+             const std::string strOpen =
+                 PlaceForSidecar(strPath, sidecarDir.is_none() ? nullptr : &strDir, bBeside);
+             return std::make_unique<CPyTable>(strPath, bRaw, strOpen);
+           }),
+           py::arg("path"), py::arg("raw") = false, py::arg("sidecar_dir") = py::none(),
+           py::arg("sidecar_beside") = false)
       .def("close", &CPyTable::Close, "Closes the table; later calls raise lorn.Error.")
       .def_property_readonly("closed", &CPyTable::IsClosed, "Whether the table is closed.")
       .def_property_readonly("path", &CPyTable::Path, "The path the table was opened with.")

@@ -55,7 +55,8 @@ bool IsTableOpen(const std::string& strPath) {
   return stat(strPath.c_str(), &st) == 0 && OpenTables().count({st.st_dev, st.st_ino}) > 0;
 }
 
-CPyTable::CPyTable(const std::string& strPath, bool bRaw) : m_strPath(strPath), m_bRaw(bRaw) {
+CPyTable::CPyTable(const std::string& strPath, bool bRaw, const std::string& strOpen)
+    : m_strPath(strPath), m_bRaw(bRaw) {
   struct stat st {};
   if (stat(strPath.c_str(), &st) != 0) {
     throw CPyOsError(errno, strPath);
@@ -67,7 +68,7 @@ CPyTable::CPyTable(const std::string& strPath, bool bRaw) : m_strPath(strPath), 
     throw CPyOsError(errno, strPath);
   }
   CLibLock lock;
-  m_pTable = std::make_unique<CCatStd>(strPath.c_str());
+  m_pTable = std::make_unique<CCatStd>(strOpen.empty() ? strPath.c_str() : strOpen.c_str());
   if (!m_pTable->IsOpen()) {
     m_pTable.reset();
     throw CHostError(strPath +

@@ -38,8 +38,10 @@ bool IsTableOpen(const std::string& strPath);
 class CPyTable {
  public:
   // Opens the table; raises FileNotFoundError, PermissionError,
-  // IsADirectoryError or lorn.Error saying why it cannot.
-  CPyTable(const std::string& strPath, bool bRaw);
+  // IsADirectoryError or lorn.Error saying why it cannot. strOpen, when not
+  // empty, is the path the library opens instead (a link placed for the
+  // sidecar, see host/sidecar_place.h); strPath stays the table's name.
+  CPyTable(const std::string& strPath, bool bRaw, const std::string& strOpen = std::string());
   ~CPyTable();
   CPyTable(const CPyTable&) = delete;
   CPyTable& operator=(const CPyTable&) = delete;

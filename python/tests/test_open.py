@@ -45,3 +45,29 @@ def test_rows_values_and_row_numbers(tools):
         for number in (-1, 6):
             with pytest.raises(IndexError, match="6 rows"):
                 table.row(number)
+
+
+@pytest.mark.parametrize("options, where", [
+    ({}, "cache"),                         # a read-only folder: the user's cache
+    ({"sidecar_dir": "side"}, "side"),     # every sidecar in the folder given
+    ({"sidecar_beside": True}, "beside"),  # beside the table all the same
+])
+def test_sidecars_of_tables_in_read_only_folders(tmp_path, monkeypatch, tools, options, where):
+    monkeypatch.setenv("XDG_CACHE_HOME", str(tmp_path / "cache"))
+    folder = tmp_path / "ro"
+    folder.mkdir()
+    table_path = folder / "t.txt"
+    table_path.write_bytes(open(tools, "rb").read())
+    folder.chmod(0o555)
+    try:
+        if "sidecar_dir" in options:
+            options = {"sidecar_dir": tmp_path / options["sidecar_dir"]}
+        with lorn.Table(table_path, **options) as table:
+            table.index("STOCK")
+            assert table.query("STOCK>=0").count() == 6
+            assert table.path == str(table_path)
+        sidecars = {p.parent.parent.name if p.parent != folder else "beside"
+                    for p in tmp_path.rglob("*.SDX")}
+        assert sidecars == {"lorn" if where == "cache" else where}
+    finally:
+        folder.chmod(0o755)
