@@ -65,29 +65,17 @@ std::string TwinPath(const std::string& strPath, bool bCrypt) {
 
 }  // namespace
 
-void CompactTable(const std::string& strPath, const std::vector<py::object>& columns,
-                  py::object progress) {
-  RequireClosed(strPath);
-  RequireWritable(strPath);
-  CPyTable table(strPath, false);
-  CLibLock lock;
-  CWordArray arCols;
-  for (const py::object& column : columns) {
-    arCols.Add(table.ResolveColumn(column));
-  }
-  CCatStd& root = table.Root();
-  if (!RunRewrite([&] { return root.CompactTable(nullptr, columns.empty() ? nullptr : &arCols); },
-                  std::move(progress))) {
-    throw CHostError(strPath +
-                     ": the compaction failed (a file of the rewrite could not be "
-                     "opened or made); the table is as it was");
-  }
-}
+namespace {
 
-void UncompactTable(const std::string& strPath, const std::vector<py::object>& columns,
-                    const std::string& strTarget, py::object progress) {
+// compact and uncompact: the table at strPath rewritten by fnRewrite with
+// the columns resolved (null for none given: every column). bInPlace: the
+// table file itself is rewritten, so it must be writable. strFailed names
+// the failure.
+void RewriteByColumns(const std::string& strPath, const std::vector<py::object>& columns,
+                      bool bInPlace, py::object progress, const std::string& strFailed,
+                      const std::function<BOOL(CCatStd&, CWordArray*)>& fnRewrite) {
   RequireClosed(strPath);
-  if (strTarget.empty()) {
+  if (bInPlace) {
     RequireWritable(strPath);
   }
   CPyTable table(strPath, false);
@@ -97,14 +85,31 @@ void UncompactTable(const std::string& strPath, const std::vector<py::object>& c
     arCols.Add(table.ResolveColumn(column));
   }
   CCatStd& root = table.Root();
-  const char* pszTarget = strTarget.empty() ? nullptr : strTarget.c_str();
-  if (!RunRewrite(
-          [&] { return root.UncompactTable(pszTarget, columns.empty() ? nullptr : &arCols); },
-          std::move(progress))) {
-    throw CHostError(strPath +
-                     ": the expansion failed (a file of the rewrite could not be "
-                     "opened or made)");
+  if (!RunRewrite([&] { return fnRewrite(root, columns.empty() ? nullptr : &arCols); },
+                  std::move(progress))) {
+    throw CHostError(strPath + strFailed);
   }
+}
+
+}  // namespace
+
+void CompactTable(const std::string& strPath, const std::vector<py::object>& columns,
+                  py::object progress) {
+  RewriteByColumns(
+      strPath, columns, true, std::move(progress),
+      ": the compaction failed (a file of the rewrite could not be opened or "
+      "made); the table is as it was",
+      [](CCatStd& table, CWordArray* pCols) { return table.CompactTable(nullptr, pCols); });
+}
+
+void UncompactTable(const std::string& strPath, const std::vector<py::object>& columns,
+                    const std::string& strTarget, py::object progress) {
+  const char* pszTarget = strTarget.empty() ? nullptr : strTarget.c_str();
+  RewriteByColumns(strPath, columns, strTarget.empty(), std::move(progress),
+                   ": the expansion failed (a file of the rewrite could not be opened or made)",
+                   [pszTarget](CCatStd& table, CWordArray* pCols) {
+                     return table.UncompactTable(pszTarget, pCols);
+                   });
 }
 
 std::string ConvertTable(const std::string& strPath, bool bCrypt, bool bOverwrite,
